@@ -1,0 +1,41 @@
+# Flags of every target of ours, and one function for a folder that is a library, one for a folder of tests.
+
+# Results are the same to the last bit for every compiler and build type: no contraction, no reassociation.
+add_library(korvane_flags INTERFACE)
+target_compile_features(korvane_flags INTERFACE cxx_std_20)
+target_compile_options(korvane_flags INTERFACE -ffp-contract=off -fno-fast-math)
+# GCC 12 loses the rounding of two neighbouring values from double to float and back when it packs them into one vector.
+target_compile_options(korvane_flags INTERFACE $<$<CXX_COMPILER_ID:GNU>:-fno-tree-slp-vectorize>)
+target_include_directories(korvane_flags INTERFACE ${PROJECT_SOURCE_DIR})
+
+# Warnings are errors in our own sources; kernels and driver also spell out every conversion.
+add_library(korvane_warnings INTERFACE)
+target_compile_options(korvane_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror)
+# GCC 12 takes string concatenation for overlapping copies.
+target_compile_options(korvane_warnings INTERFACE $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
+add_library(korvane_numeric_warnings INTERFACE)
+target_compile_options(korvane_numeric_warnings INTERFACE -Wconversion -Wdouble-promotion -Wfloat-conversion)
+target_link_libraries(korvane_numeric_warnings INTERFACE korvane_warnings)
+
+option(KORVANE_SANITIZE "Address and undefined behaviour sanitizers" OFF)
+if(KORVANE_SANITIZE)
+  target_compile_options(korvane_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all
+                                                 -fno-omit-frame-pointer)
+  target_link_options(korvane_flags INTERFACE -fsanitize=address,undefined)
+endif()
+
+# korvane_library(name libraries...): the sources of the current folder as one library.
+function(korvane_library name)
+  file(GLOB sources CONFIGURE_DEPENDS *.cpp)
+  add_library(${name} STATIC ${sources})
+  target_link_libraries(${name} PUBLIC korvane_flags ${ARGN})
+endfunction()
+
+# korvane_tests(folder libraries...): the sources of tests/<folder> as one test program.
+function(korvane_tests folder)
+  string(REPLACE "/" "_" name ${folder})
+  file(GLOB sources CONFIGURE_DEPENDS ${folder}/*.cpp)
+  add_executable(tests_${name} ${sources})
+  target_link_libraries(tests_${name} PRIVATE korvane_warnings ${ARGN} GTest::gtest GTest::gtest_main)
+  gtest_discover_tests(tests_${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+endfunction()
