@@ -1,0 +1,324 @@
+#include "host/local/database.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <sstream>
+
+#include "host/local/table_type.h"
+
+namespace host::local {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "the blobs hold little-endian float32 as it is in memory");
+
+constexpr int applicationId = 0x4b4f5256;
+constexpr int schemaVersion = 1;
+constexpr int busyTimeout = 10000;  // ms
+
+constexpr const char* schema = R"(
+  CREATE TABLE korvane_table (
+    id INTEGER PRIMARY KEY,
+    type TEXT NOT NULL,
+    name TEXT NOT NULL,
+    x_name TEXT NOT NULL,
+    y_name TEXT NOT NULL,
+    z_name TEXT NOT NULL,
+    z_count INTEGER NOT NULL,
+    UNIQUE (type, name)
+  );
+  CREATE TABLE korvane_function (
+    table_id INTEGER NOT NULL REFERENCES korvane_table (id) ON DELETE CASCADE,
+    x REAL NOT NULL,
+    map_x REAL,
+    map_y REAL,
+    times BLOB NOT NULL,    -- Y of each point, float32, ascending
+    "values" BLOB NOT NULL, -- z_count values a point, float32
+    PRIMARY KEY (table_id, x)
+  );
+  CREATE TABLE korvane_run (
+    id INTEGER PRIMARY KEY,
+    tool TEXT NOT NULL,
+    started TEXT NOT NULL,  -- UTC
+    ended TEXT,
+    traces INTEGER,
+    job TEXT NOT NULL,
+    result TEXT NOT NULL
+  );)";
+
+constexpr const char* now = "strftime('%Y-%m-%dT%H:%M:%SZ', 'now')";
+
+int openFlags(Database::Access access) {
+  switch (access) {
+    case Database::Access::read:
+      return SQLite::OPEN_READONLY;
+    case Database::Access::write:
+      return SQLite::OPEN_READWRITE;
+    default:
+      return SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE;
+  }
+}
+
+const char* advice(int code) {
+  switch (code & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "; another program is using the file, try again when it has ended";
+    case SQLITE_NOTADB:
+      return "; give the name of a database file, or of a new one";
+    case SQLITE_CORRUPT:
+      return "; restore the file from a copy, or import the tables into a new one";
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return "; see that its folder exists and that file and folder may be written";
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+      return "; see that the disk has room and can be written";
+    default:
+      return "";
+  }
+}
+
+std::string quoted(const std::string& type, const std::string& name) { return type + " \"" + name + "\""; }
+
+void bindBlob(SQLite::Statement& statement, int column, const std::vector<float>& values) {
+  statement.bindNoCopy(column, values.data(), static_cast<int>(values.size() * sizeof(float)));
+}
+
+/// Nothing when the column is not a whole number of finite values.
+std::optional<std::vector<float>> finiteValues(const SQLite::Column& blob) {
+  const auto bytes = static_cast<std::size_t>(blob.getBytes());
+  if (!blob.isBlob() || bytes == 0 || bytes % sizeof(float) != 0) return std::nullopt;
+  std::vector<float> values(bytes / sizeof(float));
+  std::memcpy(values.data(), blob.getBlob(), bytes);
+  if (!std::all_of(values.begin(), values.end(), [](float v) { return std::isfinite(v); })) return std::nullopt;
+  return values;
+}
+
+std::optional<Position> position(const SQLite::Column& x, const SQLite::Column& y) {
+  if (x.isNull()) return std::nullopt;
+  return Position{x.getDouble(), y.getDouble()};
+}
+
+}  // namespace
+
+class Database::Impl {
+ public:
+  Impl(const std::filesystem::path& file, Access access) : file_(file.string()) {
+    if (access != Access::create && !std::filesystem::exists(file))
+      throw RunError(file_ + ": there is no such database file; import a table to make one, or correct the name");
+    doing("open the database", [&] {
+      database_.emplace(std::filesystem::absolute(file).string(), openFlags(access), busyTimeout);
+      database_->exec("PRAGMA foreign_keys = ON");
+      if (access != Access::read && sqlite3_db_readonly(database_->getHandle(), "main") == 1)
+        throw RunError(file_ + ": the database is write-protected; make it writable, or use a copy");
+      if (access == Access::create && blank()) create();
+    });
+    doing("read the database", [&] { checkSchema(); });
+  }
+
+  /// Runs one operation; what SQLite has to say against it is told with the file and the operation.
+  template <class Operation>
+  auto doing(const std::string& what, Operation operation) -> decltype(operation()) {
+    try {
+      return operation();
+    } catch (const SQLite::Exception& error) {
+      throw RunError(file_ + ": cannot " + what + ": " + error.what() + advice(error.getErrorCode()));
+    }
+  }
+
+  SQLite::Database& sql() { return *database_; }
+
+  [[noreturn]] void refuse(const std::string& table, float x, const std::string& what) const {
+    std::ostringstream text;
+    text.precision(9);
+    text << file_ << ": table " << table << ", function at " << x << ": " << what
+         << "; the file is damaged, import this table again";
+    throw RunError(text.str());
+  }
+
+ private:
+  int number(const char* query) { return database_->execAndGet(query).getInt(); }
+
+  bool blank() {
+    return number("PRAGMA application_id") == 0 && number("PRAGMA user_version") == 0 &&
+           number("SELECT count(*) FROM sqlite_master") == 0;
+  }
+
+  void create() {
+    SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+    if (!blank()) return;  // another program was first
+    database_->exec(schema);
+    database_->exec("PRAGMA application_id = " + std::to_string(applicationId));
+    database_->exec("PRAGMA user_version = " + std::to_string(schemaVersion));
+    transaction.commit();
+  }
+
+  void checkSchema() {
+    if (number("PRAGMA application_id") != applicationId)
+      throw RunError(file_ + ": this is not a KORVANE database; give the name of one, or of a new file");
+    const int version = number("PRAGMA user_version");
+    if (version != schemaVersion)
+      throw RunError(file_ + ": the database has schema version " + std::to_string(version) +
+                     ", this program knows version " + std::to_string(schemaVersion) +
+                     "; use the program that wrote it");
+  }
+
+  std::string file_;
+  std::optional<SQLite::Database> database_;
+};
+
+Database::Database(const std::filesystem::path& file, Access access) : impl_(std::make_unique<Impl>(file, access)) {}
+Database::~Database() = default;
+
+std::vector<Database::Entry> Database::list() const {
+  return impl_->doing("list the tables", [&] {
+    SQLite::Statement rows(impl_->sql(),
+                           "SELECT type, name, z_count, count(x), coalesce(sum(length(times)), 0), "
+                           "coalesce(min(x), 0), coalesce(max(x), 0), count(map_x) "
+                           "FROM korvane_table LEFT JOIN korvane_function ON table_id = id "
+                           "GROUP BY id ORDER BY type, name");
+    std::vector<Entry> entries;
+    while (rows.executeStep()) {
+      entries.push_back({.type = rows.getColumn(0).getString(),
+                         .name = rows.getColumn(1).getString(),
+                         .functions = rows.getColumn(3).getInt(),
+                         .points = rows.getColumn(4).getInt64() / static_cast<std::int64_t>(sizeof(float)),
+                         .zCount = rows.getColumn(2).getInt(),
+                         .firstX = static_cast<float>(rows.getColumn(5).getDouble()),
+                         .lastX = static_cast<float>(rows.getColumn(6).getDouble()),
+                         .positions = false});
+      Entry& entry = entries.back();
+      entry.positions = entry.functions > 0 && rows.getColumn(7).getInt() == entry.functions;
+    }
+    return entries;
+  });
+}
+
+std::unique_ptr<Table> Database::load(const std::string& type, const std::string& name) const {
+  tableType(type);
+  const std::string label = quoted(type, name);
+  return impl_->doing("read table " + label, [&]() -> std::unique_ptr<Table> {
+    SQLite::Statement head(impl_->sql(),
+                           "SELECT id, z_count, x_name, y_name, z_name FROM korvane_table WHERE type = ? AND name = ?");
+    head.bind(1, type);
+    head.bind(2, name);
+    if (!head.executeStep()) return nullptr;
+    const int zCount = head.getColumn(1).getInt();
+    auto table = std::make_unique<Table>(name, zCount, head.getColumn(2).getString(), head.getColumn(3).getString(),
+                                         head.getColumn(4).getString());
+
+    SQLite::Statement rows(impl_->sql(),
+                           "SELECT x, map_x, map_y, times, \"values\" FROM korvane_function WHERE table_id = ? "
+                           "ORDER BY x");
+    rows.bind(1, head.getColumn(0).getInt64());
+    while (rows.executeStep()) {
+      const auto x = static_cast<float>(rows.getColumn(0).getDouble());
+      const auto times = finiteValues(rows.getColumn(3));
+      const auto values = finiteValues(rows.getColumn(4));
+      if (!std::isfinite(x)) impl_->refuse(label, x, "its X is not a finite number");
+      if (!times) impl_->refuse(label, x, "its times are not a list of finite numbers");
+      if (!values) impl_->refuse(label, x, "its values are not a list of finite numbers");
+      if (std::adjacent_find(times->begin(), times->end(), std::greater_equal<>()) != times->end())
+        impl_->refuse(label, x, "its times do not ascend");
+      if (zCount < 1 || values->size() != times->size() * static_cast<std::size_t>(zCount))
+        impl_->refuse(label, x,
+                      std::to_string(times->size()) + " times with " + std::to_string(zCount) + " values each, but " +
+                          std::to_string(values->size()) + " values");
+      if (rows.getColumn(1).isNull() != rows.getColumn(2).isNull())
+        impl_->refuse(label, x, "its map position is incomplete");
+      for (std::size_t k = 0; k < times->size(); ++k)
+        table->add(x, (*times)[k], values->data() + k * static_cast<std::size_t>(zCount));
+      if (const auto place = position(rows.getColumn(1), rows.getColumn(2))) {
+        if (!fitsHeaders(*place)) impl_->refuse(label, x, "its map position is not a finite number");
+        table->place(x, *place);
+      }
+    }
+    return table;
+  });
+}
+
+void Database::save(const Table& table, const std::string& type) {
+  tableType(type);
+  impl_->doing("write table " + quoted(type, table.name()), [&] {
+    SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
+    SQLite::Statement old(impl_->sql(), "DELETE FROM korvane_table WHERE type = ? AND name = ?");
+    old.bind(1, type);
+    old.bind(2, table.name());
+    old.exec();
+
+    SQLite::Statement head(impl_->sql(),
+                           "INSERT INTO korvane_table (type, name, x_name, y_name, z_name, z_count) "
+                           "VALUES (?, ?, ?, ?, ?, ?)");
+    head.bind(1, type);
+    head.bind(2, table.name());
+    head.bind(3, table.xName());
+    head.bind(4, table.yName());
+    head.bind(5, table.zName());
+    head.bind(6, table.zCount());
+    head.exec();
+
+    SQLite::Statement row(impl_->sql(),
+                          "INSERT INTO korvane_function (table_id, x, map_x, map_y, times, \"values\") "
+                          "VALUES (?, ?, ?, ?, ?, ?)");
+    row.bind(1, static_cast<std::int64_t>(impl_->sql().getLastInsertRowid()));
+    for (const auto& [x, function] : table.functions()) {
+      row.bind(2, static_cast<double>(x));
+      if (function.position) {
+        row.bind(3, function.position->x);
+        row.bind(4, function.position->y);
+      } else {
+        row.bind(3);
+        row.bind(4);
+      }
+      bindBlob(row, 5, function.y);
+      bindBlob(row, 6, function.z);
+      row.exec();
+      row.reset();
+    }
+    transaction.commit();
+  });
+}
+
+bool Database::remove(const std::string& type, const std::string& name) {
+  tableType(type);
+  return impl_->doing("delete table " + quoted(type, name), [&] {
+    SQLite::Statement statement(impl_->sql(), "DELETE FROM korvane_table WHERE type = ? AND name = ?");
+    statement.bind(1, type);
+    statement.bind(2, name);
+    return statement.exec() > 0;
+  });
+}
+
+std::int64_t Database::beginRun(const std::string& tool, const std::string& jobText) {
+  return impl_->doing("record the run", [&] {
+    SQLite::Statement statement(impl_->sql(), std::string("INSERT INTO korvane_run (tool, started, job, result) "
+                                                          "VALUES (?, ") +
+                                                  now + ", ?, 'running')");
+    statement.bind(1, tool);
+    statement.bind(2, jobText);
+    statement.exec();
+    return static_cast<std::int64_t>(impl_->sql().getLastInsertRowid());
+  });
+}
+
+void Database::endRun(std::int64_t id, std::int64_t traces, const std::string& result) {
+  impl_->doing("record the end of the run", [&] {
+    SQLite::Statement statement(
+        impl_->sql(), std::string("UPDATE korvane_run SET ended = ") + now + ", traces = ?, result = ? WHERE id = ?");
+    statement.bind(1, traces);
+    statement.bind(2, result);
+    statement.bind(3, id);
+    statement.exec();
+  });
+}
+
+}  // namespace host::local

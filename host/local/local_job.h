@@ -1,0 +1,27 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "host/local/job.h"
+#include "host/local/job_file.h"
+
+namespace host::local {
+
+/// A job on this machine: its SEG-Y input indexed, its database open, its run recorded. Errors are RunError.
+class LocalJob {
+ public:
+  /// @param version  of the tool, for the output's text header
+  LocalJob(const JobFile& file, const std::string& version, MessageSink& messages);
+  ~LocalJob();
+
+  Job& job();
+  /// Ends the run record with the reason; the output file stays as it was before the run.
+  void fail(const std::string& why);
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace host::local

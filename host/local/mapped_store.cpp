@@ -1,0 +1,144 @@
+#include "host/local/mapped_store.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <utility>
+
+namespace host::local {
+
+namespace {
+
+constexpr std::int64_t unlimited = std::numeric_limits<std::int64_t>::max();
+
+/// The number behind a key of a "key number" list such as /proc/meminfo; nothing when there is none.
+std::optional<std::int64_t> numberBehind(const std::filesystem::path& file, const std::string& key) {
+  std::ifstream in(file);
+  for (std::string word; in >> word;)
+    if (std::int64_t number = 0; word == key && in >> number) return number;
+  return std::nullopt;
+}
+
+/// A file that holds one number; "max" and a missing file have none.
+std::optional<std::int64_t> numberIn(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  std::int64_t number = 0;
+  if (in >> number) return number;
+  return std::nullopt;
+}
+
+std::int64_t machineMemory() {
+  const auto kilobytes = numberBehind("/proc/meminfo", "MemAvailable:");
+  return kilobytes ? *kilobytes * 1024 : unlimited;
+}
+
+/// What the control groups (version 2) above this process leave it: each limit less what is in use, where file pages
+/// that the kernel can drop at once do not count as used.
+std::int64_t groupMemory() {
+  std::ifstream groups("/proc/self/cgroup");
+  std::string line;
+  while (std::getline(groups, line) && !line.starts_with("0::/")) {
+  }
+  if (!line.starts_with("0::/")) return unlimited;
+  const std::filesystem::path root = "/sys/fs/cgroup";
+  std::int64_t left = unlimited;
+  for (std::filesystem::path group = line.substr(4);; group = group.parent_path()) {
+    const std::filesystem::path folder = root / group;
+    const auto limit = numberIn(folder / "memory.max");
+    const auto used = numberIn(folder / "memory.current");
+    if (limit && used) {
+      const std::int64_t cached = numberBehind(folder / "memory.stat", "inactive_file").value_or(0);
+      left = std::min(left, std::max<std::int64_t>(0, *limit - std::max<std::int64_t>(0, *used - cached)));
+    }
+    if (group.empty()) return left;
+  }
+}
+
+std::int64_t availableMemory() { return std::min(machineMemory(), groupMemory()); }
+
+/// An open file in the folder that no name leads to; -1 leaves the reason in errno.
+int openUnlinked(const std::filesystem::path& folder) {
+  const int file = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
+  if (file >= 0 || (errno != EOPNOTSUPP && errno != EISDIR)) return file;
+  std::string name = (folder / "korvane-store-XXXXXX").string();
+  const int named = ::mkostemp(name.data(), O_CLOEXEC);
+  if (named >= 0) ::unlink(name.c_str());
+  return named;
+}
+
+std::string inMegabytes(double bytes) {
+  char text[48];
+  std::snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
+  return text;
+}
+
+}  // namespace
+
+MappedStore::MappedStore(std::filesystem::path scratch, MessageSink& messages, std::optional<std::int64_t> memoryBudget)
+    : scratch_(scratch.empty() ? "." : std::move(scratch)),
+      messages_(messages),
+      memoryBudget_(memoryBudget ? *memoryBudget : availableMemory() / 4 * 3) {}
+
+MappedStore::~MappedStore() {
+  for (const Block& block : blocks_) ::munmap(block.address, block.bytes);
+}
+
+void* MappedStore::map(std::int64_t bytes) {
+  const std::size_t size = static_cast<std::size_t>(std::max<std::int64_t>(bytes, 1));
+  void* address = nullptr;
+  if (bytes <= memoryBudget_ - inMemory_) {
+    address = mapMemory(size);
+    if (address != nullptr) inMemory_ += bytes;
+  }
+  if (address == nullptr) address = mapFile(size);
+  if (address == nullptr) {
+    warnNoRoom(bytes, errno);
+    return nullptr;
+  }
+  blocks_.push_back({address, size});
+  return address;
+}
+
+void* MappedStore::mapMemory(std::size_t bytes) {
+  void* address = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (address == MAP_FAILED) return nullptr;
+  // The passes sweep the stores from end to end: fewer, larger pages. A kernel without them may refuse.
+  ::madvise(address, bytes, MADV_HUGEPAGE);
+  return address;
+}
+
+void* MappedStore::mapFile(std::size_t bytes) {
+  const int file = openUnlinked(scratch_);
+  if (file < 0) return nullptr;
+  // Reserved here, so that a full disk shows now and not as a bus error in the middle of a pass.
+  const int reserved = ::posix_fallocate(file, 0, static_cast<off_t>(bytes));
+  void* address = MAP_FAILED;
+  if (reserved == 0) address = ::mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+  const int reason = reserved != 0 ? reserved : errno;
+  ::close(file);
+  errno = reason;
+  return address == MAP_FAILED ? nullptr : address;
+}
+
+void MappedStore::warnNoRoom(std::int64_t bytes, int reason) {
+  struct statvfs disk {};
+  const bool known = ::statvfs(scratch_.c_str(), &disk) == 0;
+  const double free = static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);
+  messages_.warn(
+      "No room for a store of " + std::to_string(bytes) + " bytes (" + inMegabytes(static_cast<double>(bytes)) +
+      "): " + inMegabytes(static_cast<double>(memoryBudget_ - inMemory_)) + " of memory are left for stores, and " +
+      (known ? inMegabytes(free) : std::string("nothing")) + " in scratch folder " + scratch_.string() + " (" +
+      std::strerror(reason) + "). Name a scratch folder with more room, or process a smaller range of CDPs.");
+}
+
+}  // namespace host::local

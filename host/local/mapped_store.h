@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+#include "host/local/job.h"
+
+namespace host::local {
+
+/// Blocks for the per-CDP stores, zeroed: in memory while they fit (all blocks so far within three quarters of the
+/// memory that the machine, and the control group it runs in, has available at the start), in an unlinked file of the
+/// scratch folder when not. Released with the object.
+class MappedStore : public BlockSource {
+ public:
+  /// @param scratch       folder for the blocks that do not fit in memory
+  /// @param messages      where a lack of room is reported
+  /// @param memoryBudget  bytes to hold in memory, when the share named above is not wanted
+  MappedStore(std::filesystem::path scratch, MessageSink& messages,
+              std::optional<std::int64_t> memoryBudget = std::nullopt);
+  ~MappedStore() override;
+  MappedStore(const MappedStore&) = delete;
+  MappedStore& operator=(const MappedStore&) = delete;
+
+  /// Null when neither has room; then a warning says how many bytes were needed and how many were found, and where.
+  void* map(std::int64_t bytes) override;
+
+ private:
+  struct Block {
+    void* address;
+    std::size_t bytes;
+  };
+  void* mapMemory(std::size_t bytes);
+  /// Null leaves the reason in errno.
+  void* mapFile(std::size_t bytes);
+  void warnNoRoom(std::int64_t bytes, int reason);
+
+  std::filesystem::path scratch_;
+  MessageSink& messages_;
+  std::vector<Block> blocks_;
+  std::int64_t memoryBudget_ = 0;
+  std::int64_t inMemory_ = 0;
+};
+
+}  // namespace host::local

@@ -1,0 +1,302 @@
+#include "host/local/segy_data.h"
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <unordered_map>
+#include <utility>
+
+#include "host/local/header_words.h"
+#include "host/local/segy_file.h"
+#include "host/local/trace_index.h"
+
+namespace host::local {
+
+namespace {
+
+constexpr int deadTrace = 2;
+
+enum class Meaning { integer, real, coordinate };
+
+struct StandardWord {
+  int StandardHeaders::*word;
+  const char* name;
+  Meaning meaning;
+};
+
+constexpr StandardWord standardWords[] = {
+    {&StandardHeaders::icdp, "CDP", Meaning::integer},
+    {&StandardHeaders::iiline_no, "ILINE_NO", Meaning::integer},
+    {&StandardHeaders::ixline_no, "XLINE_NO", Meaning::integer},
+    {&StandardHeaders::icdp_x, "CDP_X", Meaning::coordinate},
+    {&StandardHeaders::icdp_y, "CDP_Y", Meaning::coordinate},
+    {&StandardHeaders::ioffset, "OFFSET", Meaning::real},
+    {&StandardHeaders::isou_x, "SOU_X", Meaning::coordinate},
+    {&StandardHeaders::isou_y, "SOU_Y", Meaning::coordinate},
+    {&StandardHeaders::irec_x, "REC_X", Meaning::coordinate},
+    {&StandardHeaders::irec_y, "REC_Y", Meaning::coordinate},
+    {&StandardHeaders::ina_stat, "NA_STAT", Meaning::real},
+    {&StandardHeaders::itrc_type, "TRC_TYPE", Meaning::integer},
+    {&StandardHeaders::itr_fold, "TR_FOLD", Meaning::integer},
+};
+
+/// A header of the file that the delivered words hold.
+struct DeliveredHeader {
+  int word;  // from 0
+  HeaderField field;
+  Meaning meaning;
+};
+
+struct NamedWord {
+  int word;  // from 0
+  int format;
+};
+
+/// Positions of the CDPs from their first live traces.
+class CdpMap {
+ public:
+  void add(int cdp, Position position) {
+    positions_.try_emplace(cdp, position);
+    known_ = known_ || position.x != 0.0 || position.y != 0.0;
+  }
+
+  std::optional<Position> find(int cdp) const {
+    const auto at = positions_.find(cdp);
+    return known_ && at != positions_.end() ? std::optional(at->second) : std::nullopt;
+  }
+
+ private:
+  std::unordered_map<int, Position> positions_;
+  bool known_ = false;
+};
+
+/// Traces with some fault: how many, and which came first.
+class Tally {
+ public:
+  void count(int trace) {
+    if (traces_++ == 0) first_ = trace;
+  }
+  explicit operator bool() const { return traces_ > 0; }
+  std::string text() const {
+    return std::to_string(traces_) + (traces_ == 1 ? " trace (trace " : " traces (the first is trace ") +
+           std::to_string(first_ + 1) + ")";
+  }
+
+ private:
+  std::int64_t traces_ = 0;
+  int first_ = 0;
+};
+
+}  // namespace
+
+class SegyData::Impl {
+ public:
+  Impl(const SegyInput& input, MessageSink& messages) : input_(input), messages_(messages), file_(input, messages) {
+    defineWords();
+    indexTraces();
+  }
+
+  const SegyInput& input() const { return input_; }
+  const SegyFacts& facts() const { return file_.facts(); }
+  int largestEnsemble() const { return largest_; }
+  int primaryKeyWord() const { return input_.primaryKey == "CDP" ? standardHeaders.icdp : named("SG_CDP").word + 1; }
+  std::int64_t tracesDelivered() const { return delivered_; }
+
+  void deliver(int passes) {
+    passes_ = passes;
+    pass_ = 1;
+    run_ = 0;
+  }
+
+  int next(float* const* traces, std::int32_t* const* heads) {
+    if (run_ == index_.runs().size()) {
+      run_ = 0;
+      ++pass_;
+    }
+    if (pass_ > passes_) return 0;
+
+    int count = 0;
+    for (const std::size_t behind = index_.behind(run_); run_ < behind; ++run_) {
+      const TraceIndex::Run& run = index_.runs()[run_];
+      for (int trace = run.first; trace < run.first + run.traces; ++trace, ++count) {
+        read(trace, traces[count], heads[count]);
+      }
+    }
+    delivered_ += count;
+    if (run_ == index_.runs().size() && pass_ == 1) reportFaults();
+    return count;
+  }
+
+  bool exists(const std::string& name) const { return named_.contains(name); }
+
+  const NamedWord& named(const std::string& name) const {
+    const auto at = named_.find(name);
+    if (at == named_.end()) throw RunError(input_.file.string() + ": there is no trace header " + name + ".");
+    return at->second;
+  }
+
+  int add(const std::string& name, int format) {
+    if (exists(name) || nextWord_ == rawHeaderWord) return -1;
+    named_[name] = {nextWord_, format};
+    return nextWord_++;
+  }
+
+  std::optional<Position> find(int cdp) const { return cdps_.find(cdp); }
+
+ private:
+  void defineWords() {
+    const std::map<std::string, HeaderField>& fields = input_.layout.fields;
+    for (const StandardWord& standard : standardWords) {
+      const auto at = fields.find(standard.name);
+      if (at == fields.end()) continue;
+      deliveredHeaders_.push_back({standardHeaders.*standard.word - 1, at->second, standard.meaning});
+    }
+    for (const char* name : {"SG_CDP", "NA_STAT", "VEL_AZIM"}) {
+      const auto at = fields.find(name);
+      if (at == fields.end()) continue;
+      const bool real = at->second.format == HeaderFormat::float32;
+      const int word = add(name, real ? hdrFloat : hdrInteger);
+      deliveredHeaders_.push_back({word, at->second, real ? Meaning::real : Meaning::integer});
+    }
+  }
+
+  HeaderField keyField() const {
+    if (input_.primaryKey != "CDP" && input_.primaryKey != "SG_CDP") {
+      throw RunError("primary_key in [data] is \"" + input_.primaryKey + "\"; it must be \"CDP\" or \"SG_CDP\".");
+    }
+    const auto at = input_.layout.fields.find(input_.primaryKey);
+    if (at == input_.layout.fields.end()) {
+      throw RunError(input_.file.string() + ": primary_key in [data] is \"" + input_.primaryKey +
+                     "\", but no trace header has that name. Give its byte in [headers].");
+    }
+    if (at->second.format == HeaderFormat::float32) {
+      throw RunError(input_.file.string() + ": the primary key " + input_.primaryKey +
+                     " is mapped as float32; a key is an integer. Map it as int16 or int32 in [headers].");
+    }
+    return at->second;
+  }
+
+  void indexTraces() {
+    const HeaderField key = keyField();
+    const std::map<std::string, HeaderField>& fields = input_.layout.fields;
+    const HeaderField cdp = fields.at("CDP"), code = fields.at("TRC_TYPE"), scalar = fields.at("COORD_SCALAR");
+    const HeaderField x = fields.at("CDP_X"), y = fields.at("CDP_Y");
+    const HeaderField samples = fields.at("SAMPLES"), interval = fields.at("INTERVAL");
+
+    Tally otherSampling, live;
+    int firstCode = 0;
+    for (int trace = 0; trace < file_.traces(); ++trace) {
+      const TraceHeader header = file_.header(trace);
+      const auto integer = [&header](HeaderField field) { return wholeNumber(readField(header, field)); };
+      index_.add(integer(key));
+      if (trace == 0) firstCode = integer(code);
+      if (isLive(integer(code))) {
+        live.count(trace);
+        cdps_.add(integer(cdp),
+                  {scaled(readField(header, x), integer(scalar)), scaled(readField(header, y), integer(scalar))});
+      }
+      const int theirSamples = integer(samples) & 0xffff, theirInterval = integer(interval);
+      if ((theirSamples != 0 && theirSamples != facts().samples) ||
+          (theirInterval != 0 && theirInterval != facts().interval)) {
+        otherSampling.count(trace);
+      }
+    }
+    index_.sort();
+
+    for (std::size_t run = 0; run < index_.runs().size();) {
+      int traces = 0;
+      for (const std::size_t behind = index_.behind(run); run < behind; ++run) traces += index_.runs()[run].traces;
+      largest_ = std::max(largest_, traces);
+    }
+    if (otherSampling) {
+      warn(otherSampling.text() + " with other samples or interval in the trace header than the " +
+           std::to_string(facts().samples) + " samples at " + std::to_string(facts().interval) +
+           " microseconds of the file; the trace headers are ignored.");
+    }
+    if (!live) {
+      warn("no trace is live: none has trace code 1, or 0 for unset, in TRC_TYPE (the first has " +
+           std::to_string(firstCode) + "). Where that word means something else, map TRC_TYPE in [headers] to bytes " +
+           "that are 0.");
+    }
+  }
+
+  void read(int trace, float* samples, std::int32_t* head) {
+    const TraceHeader header = file_.header(trace);
+    file_.samples(trace, samples);
+
+    std::fill_n(head, headerWords, 0);
+    const int scalar = wholeNumber(readField(header, input_.layout.fields.at("COORD_SCALAR")));
+    bool oddHeader = false;
+    for (const DeliveredHeader& delivered : deliveredHeaders_) {
+      double value = readField(header, delivered.field);
+      if (!std::isfinite(value)) {
+        oddHeader = true;
+        value = 0.0;
+      }
+      if (delivered.meaning == Meaning::coordinate) value = scaled(value, scalar);
+      head[delivered.word] = delivered.meaning == Meaning::integer
+                                 ? wholeNumber(value)
+                                 : std::bit_cast<std::int32_t>(static_cast<float>(value));
+    }
+    std::memcpy(head + rawHeaderWord, header.data(), header.size());
+
+    std::int32_t& type = head[standardHeaders.itrc_type - 1];
+    if (isLive(type)) type = 1;
+    bool finite = true;
+    for (int i = 0; i < facts().samples; ++i) finite = finite && std::isfinite(samples[i]);
+    if (!finite) type = deadTrace;
+    head[standardHeaders.idiskiter - 1] = pass_;
+
+    if (pass_ > 1) return;
+    if (!finite) notFinite_.count(trace);
+    if (oddHeader) oddHeaders_.count(trace);
+  }
+
+  void reportFaults() {
+    if (notFinite_) warn(notFinite_.text() + " with samples that are no finite numbers; taken as dead.");
+    if (oddHeaders_) warn(oddHeaders_.text() + " with float headers that are no finite numbers; those are taken as 0.");
+    notFinite_ = oddHeaders_ = Tally();
+  }
+
+  void warn(const std::string& what) const { messages_.warn(input_.file.string() + ": " + what); }
+
+  SegyInput input_;
+  MessageSink& messages_;
+  SegyFile file_;
+  std::map<std::string, NamedWord> named_;
+  std::vector<DeliveredHeader> deliveredHeaders_;
+  int nextWord_ = firstFreeWord;
+  TraceIndex index_;
+  CdpMap cdps_;
+  int largest_ = 0;
+  int passes_ = 1;
+  int pass_ = 1;
+  std::size_t run_ = 0;  // where the next ensemble begins
+  std::int64_t delivered_ = 0;
+  Tally notFinite_, oddHeaders_;
+};
+
+SegyData::SegyData(const SegyInput& input, MessageSink& messages) : impl_(std::make_unique<Impl>(input, messages)) {}
+SegyData::~SegyData() = default;
+
+int SegyData::samples() const { return impl_->facts().samples; }
+float SegyData::interval() const { return static_cast<float>(impl_->facts().interval) / 1000.0f; }
+std::int64_t SegyData::traces() const { return impl_->facts().traces; }
+int SegyData::largestEnsemble() const { return impl_->largestEnsemble(); }
+int SegyData::primaryKeyWord() const { return impl_->primaryKeyWord(); }
+const SegyInput& SegyData::input() const { return impl_->input(); }
+std::int64_t SegyData::tracesDelivered() const { return impl_->tracesDelivered(); }
+
+SegyFileHead SegyData::head() const { return {impl_->facts().text, impl_->facts().binary, samples(), interval()}; }
+
+void SegyData::deliver(int passes) { impl_->deliver(passes); }
+int SegyData::next(float* const* traces, std::int32_t* const* heads) { return impl_->next(traces, heads); }
+
+bool SegyData::exists(const std::string& name) const { return impl_->exists(name); }
+int SegyData::format(const std::string& name) const { return impl_->named(name).format; }
+int SegyData::index(const std::string& name) const { return impl_->named(name).word; }
+int SegyData::add(const std::string& name, const std::string&, int format) { return impl_->add(name, format); }
+
+std::optional<Position> SegyData::find(int cdp) const { return impl_->find(cdp); }
+
+}  // namespace host::local

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/local/job.h"
+#include "host/local/position.h"
+#include "host/local/segy_input.h"
+#include "host/local/segy_writer.h"
+
+namespace host::local {
+
+/// A prestack SEG-Y file as the framework's input: ensembles, trace headers, positions of the CDPs. The headers are
+/// indexed once when it is opened. Errors are RunError naming file, trace and value; oddities that do not stop a run
+/// go to `messages`.
+class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions {
+ public:
+  SegyData(const SegyInput& input, MessageSink& messages);
+  ~SegyData() override;
+
+  int samples() const;
+  float interval() const;       ///< ms
+  std::int64_t traces() const;  ///< of one pass
+  int largestEnsemble() const;  ///< traces
+  int primaryKeyWord() const;   ///< header word index from 1
+  SegyFileHead head() const;    ///< text and binary header of the file, sampling filled in
+  const SegyInput& input() const;
+  std::int64_t tracesDelivered() const;  ///< over all passes so far
+
+  void deliver(int passes) override;
+  int next(float* const* traces, std::int32_t* const* heads) override;
+
+  bool exists(const std::string& name) const override;
+  int format(const std::string& name) const override;
+  int index(const std::string& name) const override;
+  int add(const std::string& name, const std::string& about, int format) override;
+
+  std::optional<Position> find(int cdp) const override;
+
+  class Impl;
+
+ private:
+  std::unique_ptr<Impl> impl_;
+};
+
+/// The framework's output traces as a SEG-Y file: trace type (TRC_TYPE) and fold (TR_FOLD) from their words, VEL_AZIM
+/// at byte 233 as float32 when the run has added it, end of ensemble at 237 and line segment sequence number at 239 as
+/// int16; every other byte as in the input trace that the header stems from.
+class SegyOutput : public TraceSink {
+ public:
+  /// @param notes  lines added to the text header of the input
+  SegyOutput(std::filesystem::path target, const SegyData& input, const std::vector<std::string>& notes);
+  ~SegyOutput() override;
+  void put(const float* trace, const std::int32_t* head) override;
+  /// Makes the file the target. Without it the target stays as it was.
+  void finish();
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace host::local

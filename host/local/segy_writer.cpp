@@ -1,0 +1,133 @@
+#include "host/local/segy_writer.h"
+
+#include <fcntl.h>
+#include <segyio/segy.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "host/local/big_endian.h"
+#include "host/local/job.h"
+#include "host/local/segy_input.h"
+
+namespace host::local {
+
+namespace {
+
+void putBinary(std::array<char, 400>& binary, int byte, int value) {
+  unsigned char word[2];
+  storeBig16(word, static_cast<std::uint16_t>(value));
+  std::memcpy(binary.data() + byte - 3201, word, sizeof word);
+}
+
+}  // namespace
+
+/// A file that takes the name of its target only when it is whole.
+class SegyWriter::File {
+ public:
+  File(std::filesystem::path target, int samples)
+      : target_(std::move(target)),
+        part_(target_.string() + "." + std::to_string(getpid()) + ".part"),
+        samples_(static_cast<std::size_t>(samples)) {
+    errno = EISDIR;
+    if (std::filesystem::is_directory(target_)) fail();
+    stream_ = std::fopen(part_.c_str(), "wbe");
+    if (stream_ == nullptr) fail();
+  }
+
+  ~File() {
+    if (stream_ == nullptr) return;
+    std::fclose(stream_);
+    unlink(part_.c_str());
+  }
+
+  void begin(const SegyFileHead& head, int microseconds) {
+    std::array<char, 400> binary = head.binary;
+    putBinary(binary, SEGY_BIN_INTERVAL, microseconds);
+    putBinary(binary, SEGY_BIN_SAMPLES, head.samples);
+    putBinary(binary, SEGY_BIN_FORMAT, SEGY_IEEE_FLOAT_4_BYTE);
+    putBinary(binary, SEGY_BIN_SEGY_REVISION, 0x0100);
+    putBinary(binary, SEGY_BIN_TRACE_FLAG, 1);
+    putBinary(binary, SEGY_BIN_EXT_HEADERS, 0);
+    append(head.text.data(), head.text.size());
+    append(binary.data(), binary.size());
+  }
+
+  void write(TraceHeader header, const float* samples) {
+    ++traces_;
+    putInt32(header, 1, traces_);
+    putInt32(header, 5, traces_);
+    append(header.data(), header.size());
+    buffer_.assign(samples, samples + samples_);
+    segy_from_native(SEGY_IEEE_FLOAT_4_BYTE, static_cast<long long>(samples_), buffer_.data());
+    append(buffer_.data(), samples_ * sizeof(float));
+  }
+
+  void commit() {
+    if (std::fflush(stream_) != 0 || fsync(fileno(stream_)) != 0) fail();
+    std::error_code error;
+    std::filesystem::rename(part_, target_, error);
+    if (error) {
+      errno = error.value();
+      fail();
+    }
+    std::fclose(std::exchange(stream_, nullptr));
+  }
+
+ private:
+  void append(const void* bytes, std::size_t count) {
+    if (std::fwrite(bytes, 1, count, stream_) != count) fail();
+  }
+
+  /// Ends with the reason of the last system call.
+  [[noreturn]] void fail() const {
+    const int reason = errno;
+    throw RunError(target_.string() + ": the output file cannot be written: " + std::strerror(reason) +
+                   ". Nothing was changed under that name.");
+  }
+
+  std::filesystem::path target_, part_;
+  std::size_t samples_;
+  std::FILE* stream_ = nullptr;
+  std::int32_t traces_ = 0;
+  std::vector<float> buffer_;  // the samples of one trace in the order of the file
+};
+
+SegyWriter::SegyWriter(std::filesystem::path target, const SegyFileHead& head) {
+  const long microseconds = std::lround(1000.0 * static_cast<double>(head.interval));
+  if (head.samples < 1 || head.samples > 65535) {
+    throw RunError(target.string() + ": a SEG-Y file holds 1 to 65535 samples per trace, not " +
+                   std::to_string(head.samples) + ".");
+  }
+  if (microseconds < 1 || microseconds > 32767) {
+    throw RunError(target.string() + ": a SEG-Y file holds sample intervals of 0.001 to 32.767 ms, not " +
+                   std::to_string(head.interval) + ".");
+  }
+  file_ = std::make_unique<File>(std::move(target), head.samples);
+  file_->begin(head, static_cast<int>(microseconds));
+}
+
+SegyWriter::~SegyWriter() = default;
+
+void SegyWriter::write(const TraceHeader& header, const float* samples) { file_->write(header, samples); }
+void SegyWriter::commit() { file_->commit(); }
+
+void putInt16(TraceHeader& header, int byte, std::int16_t value) {
+  storeBig16(header.data() + byte - 1, static_cast<std::uint16_t>(value));
+}
+
+void putInt32(TraceHeader& header, int byte, std::int32_t value) {
+  storeBig32(header.data() + byte - 1, static_cast<std::uint32_t>(value));
+}
+
+void putFloat32(TraceHeader& header, int byte, float value) {
+  storeBig32(header.data() + byte - 1, std::bit_cast<std::uint32_t>(value));
+}
+
+}  // namespace host::local

@@ -1,0 +1,47 @@
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "avo/avo.h"
+
+namespace {
+
+std::vector<float> noise(int n, std::mt19937& random) {
+  std::normal_distribution<float> amplitude;
+  std::vector<float> x(static_cast<std::size_t>(n));
+  for (float& value : x) value = amplitude(random);
+  return x;
+}
+
+TEST(CentredConvolution, AddsTheTapsInAscendingOrderAtEveryLength) {
+  const unsigned seed = 7;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  for (int n = 1; n <= 40; ++n) {
+    for (const int half : {0, 1, 5, 60}) {
+      const int taps = 2 * half + 1;
+      const std::vector<float> a = noise(n, random), f = noise(taps, random);
+      std::vector<float> expected(a.size()), b(a.size() + 2, -9.0f);
+      for (int i = 0; i < n; ++i)
+        for (int k = -half; k <= half; ++k)
+          if (i - k >= 0 && i - k < n) expected[i] += f[k + half] * a[i - k];
+      avo::a_maconv(a.data(), f.data(), b.data() + 1, n, taps, half % 2 == 0 ? half + 1 : -(half + 1));
+      EXPECT_EQ(std::vector<float>(b.begin() + 1, b.end() - 1), expected) << n << " samples, " << taps << " taps";
+      EXPECT_EQ(b.front(), -9.0f);
+      EXPECT_EQ(b.back(), -9.0f);
+    }
+  }
+}
+
+TEST(CentredConvolution, ClearsWithoutTapsAndWritesNothingWithoutSamples) {
+  const float a[] = {1.0f, 2.0f}, f[] = {1.0f};
+  float b[] = {5.0f, 6.0f};
+  avo::a_maconv(a, f, b, 0, 1, 1);
+  EXPECT_EQ(b[0], 5.0f);
+  avo::a_maconv(a, f, b, 1, 0, 1);
+  EXPECT_EQ(b[0], 0.0f);
+  EXPECT_EQ(b[1], 6.0f);
+}
+
+}  // namespace
