@@ -1,0 +1,51 @@
+#include "app/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <string>
+
+namespace app {
+
+namespace {
+
+/// The message as it stands, ended by a new line.
+void report(const std::string& message) {
+  std::fflush(stdout);
+  std::fputs(message.c_str(), stderr);
+  if (!message.ends_with('\n')) std::fputc('\n', stderr);
+}
+
+/// What CLI11 says of a usage error, and the words that were taken for nothing where it says only what is missing.
+std::string usageError(const CLI::App* cli, const CLI::Error& error) {
+  std::string message;
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError)) {
+    for (const std::string& word : cli->remaining(true)) message += "Not understood: " + word + "\n";
+  }
+  return message + CLI::FailureMessage::simple(cli, error);
+}
+
+}  // namespace
+
+int commandLine(int argc, char** argv) {
+  CLI::App cli("KORVANE refines RMS velocities from the amplitudes of prestack CDP gathers.", "korvane");
+  cli.set_version_flag("--version", "korvane " KORVANE_VERSION);
+  cli.require_subcommand(1);
+  cli.failure_message(usageError);
+  addRun(cli);
+  addTable(cli);
+  addScan(cli);
+  addParams(cli);
+  addSynth(cli);
+  try {
+    cli.parse(argc, argv);
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    return cli.exit(error) == 0 ? 0 : 2;
+  } catch (const std::exception& error) {
+    report(error.what());
+    return 1;
+  }
+}
+
+}  // namespace app

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace CLI {
+class App;
+}
+
+/// The command line: `korvane SUBCOMMAND ...`, one source a subcommand.
+namespace app {
+
+/// Parses the arguments and runs the subcommand. Failures are one message on standard error.
+/// @return exit status: 0 done, 1 failed, 2 the words make no command
+int commandLine(int argc, char** argv);
+
+// Each adds its subcommand with what it does when chosen.
+void addRun(CLI::App& cli);
+void addTable(CLI::App& cli);
+void addParams(CLI::App& cli);
+void addScan(CLI::App& cli);
+void addSynth(CLI::App& cli);
+
+}  // namespace app

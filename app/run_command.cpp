@@ -1,0 +1,37 @@
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+
+#include "app/command_line.h"
+#include "app/console.h"
+#include "host/local/job_file.h"
+#include "host/local/local_job.h"
+#include "korvane/run.h"
+
+namespace app {
+
+namespace {
+
+void runJob(const std::filesystem::path& file) {
+  Console console;
+  const host::local::JobFile jobFile = host::local::readJobFile(file, console);
+  host::local::LocalJob job(jobFile, KORVANE_VERSION, console);
+  try {
+    const host::local::JobScope scope(job.job());
+    korvane::run(0, nullptr);
+  } catch (const std::exception& error) {
+    job.fail(error.what());
+    throw;
+  }
+}
+
+}  // namespace
+
+void addRun(CLI::App& cli) {
+  CLI::App* command = cli.add_subcommand("run", "Refine the velocities of a job");
+  const auto file = std::make_shared<std::filesystem::path>();
+  command->add_option("JOB", *file, "job file (TOML); paths in it are relative to it")->required();
+  command->callback([file] { runJob(*file); });
+}
+
+}  // namespace app

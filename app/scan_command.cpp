@@ -1,0 +1,52 @@
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <memory>
+
+#include "app/command_line.h"
+#include "app/console.h"
+#include "app/scan_report.h"
+#include "host/local/segy_scan.h"
+
+namespace app {
+
+namespace {
+
+struct ScanArguments {
+  std::filesystem::path file, job;
+};
+
+/// Describes the file; the job to start from goes to a file of its own, or to standard output after the description.
+void scanFile(const ScanArguments& arguments) {
+  Console console;
+  host::local::SegyInput input;
+  input.file = arguments.file;
+  input.allowTruncated = true;
+  const host::local::SegyScan scan = host::local::scanSegy(input, console);
+  printScan(scan, std::cout);
+  if (arguments.job.empty()) {
+    std::cout << "\nA job to start from:\n\n" << host::local::suggestJob(scan);
+    return;
+  }
+  if (std::filesystem::exists(arguments.job)) {
+    throw host::local::RunError(arguments.job.string() + ": is there already; name another file for the job");
+  }
+  std::ofstream out(arguments.job);
+  out << host::local::suggestJob(scan);
+  out.close();
+  if (!out) throw host::local::RunError(arguments.job.string() + ": cannot write the job file");
+  std::cout << "\nA job to start from is in " << arguments.job.string() << '\n';
+}
+
+}  // namespace
+
+void addScan(CLI::App& cli) {
+  CLI::App* command = cli.add_subcommand("scan", "Describe a SEG-Y file and suggest a job for it");
+  const auto arguments = std::make_shared<ScanArguments>();
+  command->add_option("FILE", arguments->file, "SEG-Y file")->required();
+  command->add_option("--job", arguments->job, "new file for the job to start from");
+  command->callback([arguments] { scanFile(*arguments); });
+}
+
+}  // namespace app

@@ -1,0 +1,310 @@
+#include "korvane/gather_pass.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+
+#include "avo/avo.h"
+#include "korvane/headers.h"
+#include "korvane/tables.h"
+#include "korvane/update_pass.h"
+#include "moveout/moveout.h"
+#include "solution/solution.h"
+
+namespace korvane {
+
+namespace {
+
+/// What is known of the ensemble in hand.
+struct Ensemble {
+  int cdp = 0;
+  float x = 0.0f, y = 0.0f;  ///< map position
+  int kcdp = 0;              ///< slot in the CDP grid
+};
+
+/// The parts of the sector's arrays.
+struct SectorWork {
+  float *sloth, *slothi, *vels, *sumrun, *tnmo, *roffset;
+  int& num;
+
+  SectorWork(const RunState& run, Work& w, int sector)
+      : SectorWork(w, static_cast<std::size_t>(sector), static_cast<std::size_t>(run.parameters.nt),
+                   static_cast<std::size_t>(run.parameters.nx), static_cast<std::size_t>(run.constants.isrun)) {}
+
+ private:
+  SectorWork(Work& w, std::size_t s, std::size_t nt, std::size_t nx, std::size_t isrun)
+      : sloth(&w.sloth[s * (nt + 2)]),
+        slothi(&w.slothi[s * (nt + 2)]),
+        vels(&w.vels[s * nt]),
+        sumrun(&w.sumrun[s * nt * isrun]),
+        tnmo(&w.tnmo[s * nx * nt]),
+        roffset(&w.roffset[s * nx]),
+        num(w.num[s]) {}
+};
+
+const std::int32_t* firstLive(const RunState& run, int traces) {
+  for (int j = 0; j < traces; ++j) {
+    const std::int32_t* head = run.work.iheads[static_cast<std::size_t>(j)];
+    if (isLive(head, host::stdHdr().itrc_type)) return head;
+  }
+  return nullptr;
+}
+
+// reads: parameters, work.iheads
+Ensemble findCdp(const RunState& run, int traces, const std::int32_t* live) {
+  const host::StandardHeaders& hdr = host::stdHdr();
+  const std::int32_t* source = live;
+  if (run.parameters.isgather) {
+    // a supergather stands at the CDP that it is named after
+    for (int j = 0; j < traces; ++j) {
+      const std::int32_t* head = run.work.iheads[static_cast<std::size_t>(j)];
+      if (!isLive(head, hdr.itrc_type) || standardWord(head, hdr.icdp) != head[run.parameters.isgcdp]) continue;
+      if (standardWord(head, hdr.icdp) != -1) source = head;
+      break;
+    }
+  }
+  return {.cdp = standardWord(source, hdr.icdp),
+          .x = standardFloat(source, hdr.icdp_x),
+          .y = standardFloat(source, hdr.icdp_y)};
+}
+
+void announcePass(const RunState& run) { std::printf("\n%s: Start new iteration: %d\n\n", toolName, run.numiter); }
+
+// reads: parameters   writes: stores
+void clearStores(RunState& run) {
+  const std::int64_t slots = run.parameters.slots();
+  std::fill_n(run.stores.istore, slots, 0);
+  std::fill_n(run.stores.ilsamp, slots, 0);
+  std::fill_n(run.stores.cdpstore, slots, 0.0f);
+}
+
+/// Current velocity function of every sector: the input table's in the first pass, the revised one afterwards.
+// reads: parameters, tables, stores.vstore   writes: work.vels
+void takeVelocity(RunState& run, const Ensemble& ensemble) {
+  const Parameters& p = run.parameters;
+  float* vels = run.work.vels.data();
+  if (run.numiter == 1) {
+    if (inputVelocity(p, run.tables, ensemble.cdp, ensemble.x, ensemble.y, vels) != 0) {
+      if (p.is3D != 0) host::stErrFatal("%s: Error interpolating 3D velocity table", toolName);
+      host::stErrFatal("%s: Error interpolating velocity table", toolName);
+    }
+    for (int s = 1; s < p.nazim; ++s) std::copy_n(vels, p.nt, vels + static_cast<std::ptrdiff_t>(s) * p.nt);
+  } else {
+    for (int s = 0; s < p.nazim; ++s) {
+      std::copy_n(run.stores.vstore + rowStart(p, s, ensemble.kcdp, p.nt), p.nt,
+                  vels + static_cast<std::ptrdiff_t>(s) * p.nt);
+    }
+  }
+}
+
+// reads: parameters, work.vels   writes: work.sloth, work.slothi
+void makeSlowness(RunState& run) {
+  const Parameters& p = run.parameters;
+  for (int s = 0; s < p.nazim; ++s) {
+    const SectorWork sector(run, run.work, s);
+    int ier = 0;
+    moveout::a_savelc(sector.vels, sector.sloth, sector.slothi, p.nt, p.ivelfilt, 0.0f, ier);
+  }
+}
+
+/// Azimuth sector of a trace; an azimuth and its opposite share one.
+// reads: parameters, constants
+int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* head) {
+  if (p.iazimuth == 0) return 0;
+  const host::StandardHeaders& hdr = host::stdHdr();
+  const float sourceX = standardFloat(head, hdr.isou_x), sourceY = standardFloat(head, hdr.isou_y);
+  const float receiverX = standardFloat(head, hdr.irec_x), receiverY = standardFloat(head, hdr.irec_y);
+  const float dX = receiverX - sourceX;
+  const float dY = receiverY - sourceY;
+  float azimuth;  // degrees clockwise from +y
+  if (dX == 0.0f) {
+    azimuth = sourceY < receiverY ? 0.0f : 180.0f;
+  } else if (dY == 0.0f) {
+    azimuth = sourceX < receiverX ? 90.0f : 270.0f;
+  } else {
+    azimuth =
+        static_cast<float>(std::atan2(static_cast<double>(dX), static_cast<double>(dY)) / static_cast<double>(c.rad));
+    if (dX < 0.0f) azimuth += 360.0f;
+  }
+  // an azimuth that rounds to 360 belongs to sector 0
+  return static_cast<int>(azimuth / p.zazim) % p.nazim;
+}
+
+bool emitsPrestack(const RunState& run) {
+  return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
+}
+
+/// Moves one live trace out, shifts it by its static, adds it to its sector's angle sums.
+// reads: parameters, constants, stores.istore, work.sloth
+// writes: work.trsave, tnmo, roffset, num, sumrun, scratch; output traces
+void analyseTrace(RunState& run, const Ensemble& ensemble, int j) {
+  const Parameters& p = run.parameters;
+  const Constants& c = run.constants;
+  const host::StandardHeaders& hdr = host::stdHdr();
+  Work& w = run.work;
+  std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
+
+  const int s = azimuthSector(p, c, head);
+  const SectorWork sector(run, w, s);
+  const float offset = std::abs(standardFloat(head, hdr.ioffset));
+  sector.roffset[sector.num] = offset;
+  if (run.numiter > 1 && run.stores.istore[rowStart(p, s, ensemble.kcdp, 1)] == 0) return;
+
+  float* moved = sector.tnmo + static_cast<std::ptrdiff_t>(sector.num) * p.nt;
+  std::fill_n(w.trsave.begin(), p.nt + 2 * c.ilen, 0.0f);
+  std::copy_n(w.traces[static_cast<std::size_t>(j)], p.nt, w.trsave.begin() + c.ilen);
+  int first = 1, last = p.nt;
+  moveout::a_samvot(w.trsave.data(), sector.sloth, w.rcoef.data(), moved, w.tempTrc1.data(), w.tempTrc2.data(), p.nt,
+                    c.ilen, first, last, offset, first, 0.0f, c.dtt, first, last);
+
+  if (p.istatic != 0) {
+    const float shift = standardFloat(head, hdr.ina_stat);
+    if (shift != 0.0f) host::applyStatic2(moved, w.tempTrc3.data(), p.nt, p.dt, shift);
+  }
+
+  int from = 1, to = p.nt;
+  avo::a_sahcic(sector.sumrun, moved, sector.sloth, w.sin2.data(), c.isrun, from, to, 1, p.nt, 0.0f, c.dtt, offset,
+                p.thetamin, p.thetamax, 0, 1.0f);
+
+  if (emitsPrestack(run)) {
+    standardWord(head, hdr.iend_ens) = 0;
+    host::stPutTrace(moved, head);
+  }
+  ++sector.num;
+}
+
+/// Velocity trace of a sector; a sector without enough traces ends its output with it.
+// reads: parameters, work.vels, num   writes: the header; output traces
+void putVelocityTrace(RunState& run, int s, std::int32_t* head) {
+  const host::StandardHeaders& hdr = host::stdHdr();
+  const SectorWork sector(run, run.work, s);
+  standardWord(head, hdr.itrc_type) = 51;
+  standardWord(head, hdr.itr_fold) = 0;
+  if (sector.num < run.parameters.ifold) standardWord(head, hdr.iend_ens) = 1;
+  host::stPutTrace(sector.vels, head);
+}
+
+/// Intercept and gradient traces of a sector, zeros beyond the analysed samples.
+// reads: parameters, work.tro   writes: the header, scratch; output traces
+void putAttributeTraces(RunState& run, int s, std::int32_t* head) {
+  const Parameters& p = run.parameters;
+  const host::StandardHeaders& hdr = host::stdHdr();
+  float* trace = run.work.tempTrc1.data();
+  std::fill_n(trace, p.nt, 0.0f);
+  std::copy_n(run.work.tro.data(), p.idiff, trace);
+  standardWord(head, hdr.itrc_type) = 43;
+  host::stPutTrace(trace, head);
+  std::copy_n(run.work.tro.data() + p.idiff, p.idiff, trace);
+  standardWord(head, hdr.itrc_type) = 44;
+  if (s == p.nazim - 1) standardWord(head, hdr.iend_ens) = 1;
+  host::stPutTrace(trace, head);
+}
+
+/// Solves the sector's angle sums for intercept and gradient. @return false when both are zero throughout
+// reads: parameters, constants, work.sumrun, sloth, slothi   writes: work.outcom, tro, sumrun
+bool solveSector(RunState& run, const SectorWork& sector) {
+  const Parameters& p = run.parameters;
+  const Constants& c = run.constants;
+  Work& w = run.work;
+  int first = 1, last = p.nt;
+  avo::a_sahci(sector.sumrun, c.h1.data(), c.h2.data(), sector.sloth, sector.slothi, c.iparm.data(), w.outcom.data(),
+               p.nt, c.mmxh, c.nparm, first, last, c.ifndx, c.isrun, 0.0f, c.dtt, c.avopct);
+  std::copy_n(w.outcom.data(), p.idiff, w.tro.data());
+  std::copy_n(w.outcom.data() + p.nt, p.idiff, w.tro.data() + p.idiff);
+  return std::any_of(w.tro.begin(), w.tro.begin() + 2 * p.idiff, [](float value) { return value != 0.0f; });
+}
+
+// reads: parameters, constants, work.tro, vels   writes: stores
+void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble& ensemble) {
+  const Parameters& p = run.parameters;
+  Stores& st = run.stores;
+  const std::int64_t slot = rowStart(p, s, ensemble.kcdp, 1);
+  const std::int64_t velocityRow = slot * p.nt, attributeRow = slot * p.idiff;
+  st.istore[slot] = 1;
+  st.ilsamp[slot] = 0;
+  if (run.numiter == 1) st.cdpstore[slot] = static_cast<float>(ensemble.cdp);
+  std::copy_n(sector.vels, p.nt, st.vstore + velocityRow);
+  std::fill_n(st.vastore + velocityRow, p.nt, 0.0f);
+  std::copy_n(run.work.tro.data(), p.idiff, st.astore + attributeRow);
+  std::copy_n(run.work.tro.data() + p.idiff, p.idiff, st.bstore + attributeRow);
+  const int one = 1;
+  avo::a_mahlbt(st.astore + attributeRow, st.ahstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
+  avo::a_mahlbt(st.bstore + attributeRow, st.bhstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
+}
+
+/// Smooths the sector's velocity, solves and stores it; `head` is the header of the sector's output traces.
+// reads: parameters, constants, work   writes: stores, work; output traces
+void finishSector(RunState& run, const Ensemble& ensemble, int s, std::int32_t* head) {
+  const Parameters& p = run.parameters;
+  Work& w = run.work;
+  const SectorWork sector(run, w, s);
+  std::fill(w.outcom.begin(), w.outcom.end(), 0.0f);
+  if (p.ivelfilt > 0) solution::a_samodv(sector.vels, w.tempTrc1.data(), p.idiff, p.ivelfilt);
+  if (emitsPrestack(run)) putVelocityTrace(run, s, head);
+  if (sector.num < p.ifold) return;
+  if (!solveSector(run, sector)) return;
+  if (emitsPrestack(run)) putAttributeTraces(run, s, head);
+  storeSector(run, sector, s, ensemble);
+}
+
+enum class PassChange { none, newPass, outputPass };
+
+/// Moves on to the pass that the trace belongs to, when that is a new one.
+// reads: parameters   writes: numiter, stores
+PassChange changePass(RunState& run, const std::int32_t* live) {
+  if (standardWord(live, host::stdHdr().idiskiter) == run.numiter) return PassChange::none;
+  ++run.numiter;
+  if (run.numiter > 1) {
+    updatePass(run);
+    if (run.numiter == run.parameters.niterate + 1) return PassChange::outputPass;
+    announcePass(run);
+    return PassChange::newPass;
+  }
+  clearStores(run);
+  announcePass(run);
+  return PassChange::none;
+}
+
+/// Analyses the ensemble in hand. @return false when it belongs to the output pass
+bool analyseEnsemble(RunState& run, int traces) {
+  const Parameters& p = run.parameters;
+  Work& w = run.work;
+  const std::int32_t* live = firstLive(run, traces);
+  PassChange change;
+  do {  // the ensemble that opens a pass counts in the pass before it too
+    run.numTraces += traces;
+    if (live == nullptr) return true;
+    change = changePass(run, live);
+    if (change == PassChange::outputPass) return false;
+  } while (change == PassChange::newPass);
+
+  Ensemble ensemble = findCdp(run, traces, live);
+  const std::optional<int> slot = gridSlot(p, live, ensemble.cdp);
+  if (!slot) return true;
+  ensemble.kcdp = *slot;
+  std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
+  std::fill(w.num.begin(), w.num.end(), 0);
+  takeVelocity(run, ensemble);
+  makeSlowness(run);
+  for (int j = 0; j < traces; ++j) {
+    if (isLive(w.iheads[static_cast<std::size_t>(j)], host::stdHdr().itrc_type)) analyseTrace(run, ensemble, j);
+  }
+  std::int32_t* lastHead = w.iheads[static_cast<std::size_t>(traces - 1)];
+  for (int s = 0; s < p.nazim; ++s) finishSector(run, ensemble, s, lastHead);
+  return true;
+}
+
+}  // namespace
+
+int gatherPass(RunState& run) {
+  const Work& w = run.work;
+  for (;;) {
+    const int traces = host::stGetEnsemble(w.traces.data(), w.iheads.data());
+    if (traces < 1) return traces;
+    if (traces < run.parameters.ifold) continue;
+    if (!analyseEnsemble(run, traces)) return traces;
+  }
+}
+
+}  // namespace korvane

@@ -1,0 +1,20 @@
+#include "korvane/run.h"
+
+#include <cstdio>
+
+#include "korvane/gather_pass.h"
+#include "korvane/output_pass.h"
+#include "korvane/start_up.h"
+
+namespace korvane {
+
+void run(int argc, char** argv) {
+  RunState state;
+  startUp(state, argc, argv);
+  const int tracesInHand = gatherPass(state);
+  outputPass(state, tracesInHand);
+  shutDown(state);
+  std::fflush(stdout);
+}
+
+}  // namespace korvane

@@ -1,0 +1,130 @@
+#include "korvane/storage.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdio>
+#include <new>
+
+namespace korvane {
+
+namespace {
+
+/// Sizes as std::size_t, so that products of them do not overflow.
+struct Sizes {
+  std::size_t nt, nx, nth, nazim, idiff, ilen, isrun, iout, ntt;
+
+  explicit Sizes(const RunState& run)
+      : nt(size(run.parameters.nt)),
+        nx(size(run.parameters.nx)),
+        nth(size(run.parameters.nth)),
+        nazim(size(run.parameters.nazim)),
+        idiff(size(run.parameters.idiff)),
+        ilen(size(run.constants.ilen)),
+        isrun(size(run.constants.isrun)),
+        iout(size(run.constants.iout)),
+        ntt(size(run.parameters.ntt)) {}
+
+ private:
+  static std::size_t size(int n) { return static_cast<std::size_t>(n); }
+};
+
+/// Words of four bytes that the work arrays take, by the report's own count.
+std::size_t reportedWords(const Sizes& n) {
+  return 2 * n.nx + n.nx * (n.nth + n.nt)        // traces and headers
+         + (n.nt + n.nx) * n.nazim + 2 * n.nt    //
+         + 2 * n.nt * (n.ilen + 1)               //
+         + 3 * n.nt * (n.nazim + 1)              //
+         + 29 * n.idiff                          //
+         + n.nt * (n.isrun * n.nazim + n.iout);  //
+}
+
+double reportedMegabytes(const Sizes& n) {
+  const float bytes = static_cast<float>(reportedWords(n)) * 4.0f;
+  return static_cast<double>(bytes) * (1.0 / 1048576.0);
+}
+
+void makeEnsembleBuffers(const Sizes& n, Work& w) {
+  w.samples.resize(n.nx * n.nt);
+  w.words.resize(n.nx * (n.nth + 1));
+  w.traces.resize(n.nx);
+  w.iheads.resize(n.nx);
+  for (std::size_t j = 0; j < n.nx; ++j) {
+    w.traces[j] = w.samples.data() + j * n.nt;
+    w.iheads[j] = w.words.data() + j * (n.nth + 1);
+  }
+}
+
+void makeWork(const Sizes& n, const Constants& c, Work& w) {
+  makeEnsembleBuffers(n, w);
+  w.rcoef = c.rcoef;
+  w.sloth.resize((n.nt + 2) * n.nazim);
+  w.slothi.resize((n.nt + 2) * n.nazim);
+  w.trsave.resize(std::max(2 * n.nt, n.nt + 2 * n.ilen));
+  w.tnmo.resize(std::max(n.nx * n.nt, n.ntt) * n.nazim);
+  w.roffset.resize(n.nx * n.nazim);
+  // the output pass lays three rounds of sectors, or an output function, into the scratch traces
+  const std::size_t scratch = std::max({n.nt, n.ntt, 4 * n.nazim});
+  w.tempTrc1.resize(std::max(2 * n.nt * n.ilen, scratch));
+  w.tempTrc2.resize(scratch);
+  w.tempTrc3.resize(scratch);
+  w.sin2.resize(n.nt);
+  w.tro.resize(2 * n.nt);
+  w.vels.resize(n.nt * n.nazim);
+  w.vint.resize(std::max(n.nt, std::size_t{3}) * n.nazim);
+  w.num.resize(n.nazim + 1);
+  w.sumrun.resize(n.nt * n.nazim * n.isrun);
+  w.outcom.resize(n.iout * n.nt);
+  for (auto* sums : {&w.asum, &w.bsum, &w.sumr, &w.sumi, &w.wts}) sums->resize(n.idiff);
+  for (auto* trace : {&w.tsa, &w.tsb, &w.trc, &w.tic, &w.dvv, &w.rcax, &w.rcbx}) trace->resize(n.idiff);
+}
+
+void makeConstantVectors(const Parameters& p, const Sizes& n, Constants& c) {
+  c.iones.assign(n.idiff, 1);
+  c.rones.assign(n.idiff, 1.0f);
+  c.tim.resize(n.nt);
+  for (int i = 0; i < p.nt; ++i) c.tim[static_cast<std::size_t>(i)] = static_cast<float>(i) * c.dtt;
+}
+
+template <class Value>
+void mapRows(const Parameters& p, int rowLength, Value*& store) {
+  static_assert(sizeof(Value) == 4);
+  store = static_cast<Value*>(host::mapMemory(4 * static_cast<std::int64_t>(rowLength) * p.slots()));
+}
+
+void mapStores(const Parameters& p, Stores& s) {
+  mapRows(p, p.nt, s.vstore);
+  mapRows(p, p.nt, s.vastore);
+  mapRows(p, 1, s.istore);
+  mapRows(p, 1, s.ilsamp);
+  mapRows(p, 1, s.cdpstore);
+  mapRows(p, p.idiff, s.astore);
+  mapRows(p, p.idiff, s.bstore);
+  mapRows(p, p.idiff, s.ahstore);
+  mapRows(p, p.idiff, s.bhstore);
+}
+
+}  // namespace
+
+void makeStorage(RunState& run) {
+  const Parameters& p = run.parameters;
+  const Sizes n(run);
+  try {
+    makeWork(n, run.constants, run.work);
+    makeConstantVectors(p, n, run.constants);
+  } catch (const std::bad_alloc&) {
+    host::stErrFatal("%s: Not enough memory for the work arrays: about %.0f MB are needed.", toolName,
+                     reportedMegabytes(n) + static_cast<double>(n.nx * n.nazim * n.nt) * 4.0 / 1048576.0);
+  }
+
+  Stores& s = run.stores;
+  mapStores(p, s);
+  std::printf("\n%s: Memory Used: %10f MB\n\n", toolName, reportedMegabytes(n));
+  const bool complete =
+      s.vstore && s.vastore && s.astore && s.bstore && s.ahstore && s.bhstore && s.istore && s.cdpstore && s.ilsamp;
+  if (!complete) host::stErrFatal("\n%s: Error during memory malloc.\n\n", toolName);
+
+  // a CDP without data of its own is revised and read back when its neighbours suffice
+  std::fill_n(s.vstore, p.slots() * p.nt, 0.0f);
+}
+
+}  // namespace korvane

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "host/local/header_words.h"
+#include "host/local/job.h"
+#include "host/local/table.h"
+
+namespace korvane_test {
+
+/// An input or output trace with the headers that the driver reads and writes.
+struct Trace {
+  int cdp = 0;
+  int inlineNumber = 0, crossline = 0;
+  float cdpX = 0.0f, cdpY = 0.0f;
+  float offset = 0.0f;
+  float sourceX = 0.0f, sourceY = 0.0f, receiverX = 0.0f, receiverY = 0.0f;
+  float naStat = 0.0f;
+  int type = 1;
+  int supergather = 0;  ///< header "SG_CDP", when the job has one
+  int endOfEnsemble = 0, lineSegment = 0, fold = 0;
+  float azimuth = 0.0f;  ///< header "VEL_AZIM", on output
+  std::vector<float> samples = {};
+};
+
+/// A job made of vectors behind the framework's boundary. It keeps what the tool emits and records its calls.
+class MemoryJob : private host::local::ParameterSource,
+                  private host::local::HeaderSource,
+                  private host::local::EnsembleSource,
+                  private host::local::TraceSink,
+                  private host::local::TableStore,
+                  private host::local::BlockSource,
+                  private host::local::MessageSink,
+                  private host::local::RunLink {
+ public:
+  MemoryJob(float dt, int nt);
+
+  // what the job holds; to be set before the run
+  std::map<std::string, std::variant<int, float, std::string>> parameterValues;
+  std::vector<std::vector<Trace>> ensembles;
+  std::map<std::pair<std::string, std::string>, host::Table*> stored;  ///< by type and name; not owned
+  std::map<std::string, std::pair<int, int>> extraHeaders;             ///< name: format, word
+  bool roomForStores = true;
+
+  // what came of it
+  mutable std::vector<std::string> calls;
+  std::vector<Trace> output;
+  std::vector<std::string> warnings;
+  std::map<std::string, std::unique_ptr<host::Table>> saved;  ///< by type
+  std::int64_t tracesReported = -1;
+
+  host::local::Job& job() { return job_; }
+  /// Supergathers: maps header "SG_CDP" and makes it the primary key.
+  void sortBySupergather();
+  /// A 2D job with a constant input velocity "vin" at CDPs 1 and 1000 that runs on dt, nt; tests change what they test.
+  static std::unique_ptr<MemoryJob> line(float dt, int nt, float velocity = 2000.0f);
+
+ private:
+  int integer(const std::string& key) const override;
+  float real(const std::string& key) const override;
+  std::string text(const std::string& key) const override;
+  bool exists(const std::string& name) const override;
+  int format(const std::string& name) const override;
+  int index(const std::string& name) const override;
+  int add(const std::string& name, const std::string& about, int format) override;
+  void deliver(int passes) override;
+  int next(float* const* traces, std::int32_t* const* heads) override;
+  void put(const float* trace, const std::int32_t* head) override;
+  std::unique_ptr<host::Table> load(const std::string& type, const std::string& name) override;
+  void save(host::Table& table, const std::string& type) override;
+  void* map(std::int64_t bytes) override;
+  void warn(const std::string& text) override;
+  void start(int argc, char** argv, const std::string& kind) override;
+  void connect() override;
+  void setToolName(const std::string& name) override;
+  void endInitialisation() override;
+  void recordRun(const std::string& tool, std::int64_t traces) override;
+  void close() override;
+
+  void fillHead(const Trace& trace, std::int32_t* head) const;
+
+  host::local::Job job_;
+  int passes_ = 0, pass_ = 1;
+  std::size_t nextEnsemble_ = 0;
+  std::vector<std::vector<std::int32_t>> blocks_;
+  std::vector<std::unique_ptr<host::Table>> owned_;
+};
+
+}  // namespace korvane_test
