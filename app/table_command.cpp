@@ -1,10 +1,12 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -25,7 +27,8 @@ using host::local::RunError;
 struct TableArguments {
   std::filesystem::path database, csv;
   std::string type, name, other;
-  float from = 0.0f, to = 0.0f, step = 0.0f;
+  float from = 0.0f, step = 0.0f;
+  std::optional<float> to;
   std::vector<float> cdps;
 };
 
@@ -78,14 +81,22 @@ std::string number(float value) {
   return out.str();
 }
 
+/// The latest time of any function; 0 when there is none.
+float lastTime(const Table& table) {
+  float last = 0.0f;
+  for (const auto& [x, function] : table.functions()) last = std::max(last, function.y.back());
+  return last;
+}
+
 /// Mean and RMS difference of two velocity tables, in percent of the second, over the CDPs of the second.
 void compareTables(const TableArguments& a) {
   const Database database(a.database, Database::Access::read);
   const std::unique_ptr<Table> table = loadTable(database, a, a.name);
   const std::unique_ptr<Table> reference = loadTable(database, a, a.other);
-  const float steps = (a.to - a.from) / a.step;
+  const float to = a.to.value_or(std::min(lastTime(*table), lastTime(*reference)));
+  const float steps = (to - a.from) / a.step;
   if (!(steps >= 0.0f && steps < 1e6f)) {
-    throw RunError("--from " + number(a.from) + " --to " + number(a.to) + " --step " + number(a.step) +
+    throw RunError("--from " + number(a.from) + " --to " + number(to) + " --step " + number(a.step) +
                    ": expected ascending times, less than a million steps apart");
   }
   const int samples = static_cast<int>(steps) + 1;
@@ -142,7 +153,7 @@ void addTable(CLI::App& cli) {
   compare->add_option("NAME", a->name, "table")->required();
   compare->add_option("REFERENCE", a->other, "table to compare it with")->required();
   compare->add_option("--from", a->from, "first time, ms")->default_val(0.0f);
-  compare->add_option("--to", a->to, "last time, ms")->required();
+  compare->add_option("--to", a->to, "last time, ms; the end of the table that ends first when left out");
   compare->add_option("--step", a->step, "interval, ms")->default_val(20.0f)->check(CLI::PositiveNumber);
   compare->add_option("--cdps", a->cdps, "first and last CDP; all when left out")->expected(2);
   compare->preparse_callback([a](std::size_t) { a->type = "VEL"; });
