@@ -103,6 +103,10 @@ class RunTables : public TableStore {
   void save(Table& table, const std::string& type) override {
     place(table, type);
     database_.save(table, type);
+    if (!table.functions().empty()) return;
+    messages_.warn(file_.database.string() + ": the " + type + " table \"" + table.name() +
+                   "\" is written without a function: no CDP had results; see FOLD (also of each azimuth sector), the "
+                   "ranges of the grid and the angle limits of the job");
   }
 
  private:

@@ -8,7 +8,7 @@
 
 namespace host::local {
 
-/// A job on this machine: its SEG-Y input indexed, its database open, its run recorded. Errors are RunError.
+/// A job on this machine: its database open, its SEG-Y input indexed, its run recorded. Errors are RunError.
 class LocalJob {
  public:
   /// @param version  of the tool, for the output's text header

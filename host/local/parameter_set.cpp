@@ -1,5 +1,6 @@
 #include "host/local/parameter_set.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <limits>
@@ -54,7 +55,7 @@ const std::vector<ParameterKey>& parameterKeys() {
       {"MAXCDP", integer, "CDP", "last CDP of the line", nullptr, survey2D, lowest, highest},
       {"NUMITER", integer, "", "analysis passes, each followed by a revision", "4", always, 0, 10000},
       {"NUMXSUM", integer, "CDPs", "inlines of the neighbourhood (made odd)", "5", always, lowest, highest},
-      {"NUMYSUM", integer, "CDPs", "crosslines of the neighbourhood (made odd); along the line in 2D", "5", always,
+      {"NUMYSUM", integer, "CDPs", "crosslines of the neighbourhood (made odd); along the line in 2D", "7", always,
        lowest, highest},
       {"METHOD", integer, "", "output window: 1 START to END, 2 between two horizons, other: whole trace", "1", always,
        lowest, highest},
@@ -64,7 +65,7 @@ const std::vector<ParameterKey>& parameterKeys() {
       {"HORNAME", text, "", "autostatics horizon table (AHZ)", nullptr, otherWindow, 0, 0},
       {"VELNAME", text, "", "input velocity table (VEL)", nullptr, always, 0, 0},
       {"VELFILT", integer, "ms", "half-length of the velocity smoothing; 0: none", "100", always, lowest, highest},
-      {"FOLD", integer, "traces", "least traces of an ensemble or sector, least stored neighbours of a revision", "6",
+      {"FOLD", integer, "traces", "least traces of an ensemble or sector, least stored neighbours of a revision", "4",
        always, 1, highest},
       {"CORRWIN", integer, "ms", "window of the A-B correlation", "200", always, lowest, highest},
       {"THMIN", real, "degrees", "least incidence angle", "0", always, 0, 90},
@@ -146,6 +147,7 @@ ParameterSet::ParameterSet(std::string file, bool is3D, std::map<std::string, Gi
     checkPair("MINCDP", "MAXCDP");
   }
   checkGridSize();
+  warnOfSmallNeighbourhood(messages);
   emitsTraces();  // the list of outputs is one
 }
 
@@ -221,6 +223,14 @@ void ParameterSet::checkRange(const ParameterKey& key) const {
 void ParameterSet::checkPair(const char* least, const char* most) const {
   if (integer(most) >= integer(least)) return;
   throw RunError(where(most) + ": expected at least " + least + ", which is " + std::to_string(integer(least)));
+}
+
+void ParameterSet::warnOfSmallNeighbourhood(MessageSink& messages) const {
+  const auto width = [&](const char* key) { return std::max(integer(key) - (integer(key) % 2 == 0 ? 1 : 0), 1); };
+  const double cdps = static_cast<double>(width("NUMYSUM")) * (is3D_ ? width("NUMXSUM") : 1);
+  if (integer("FOLD") <= cdps) return;
+  messages.warn(where("FOLD") + ": more than the " + shown(cdps) + " CDPs of a neighbourhood (" +
+                (is3D_ ? "NUMXSUM times NUMYSUM" : "NUMYSUM") + "), so no velocity will be revised");
 }
 
 void ParameterSet::checkGridSize() const {

@@ -73,6 +73,7 @@ class ParameterSet : public ParameterSource {
   void checkRange(const ParameterKey& key) const;
   void checkPair(const char* least, const char* most) const;
   void checkGridSize() const;
+  void warnOfSmallNeighbourhood(MessageSink& messages) const;
 
   std::string file_;
   bool is3D_;

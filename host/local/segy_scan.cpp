@@ -116,7 +116,8 @@ std::map<std::string, std::string> fittingValues(const SegyScan& scan, bool thre
   } else {
     range("MINCDP", "MAXCDP", "CDP");
   }
-  values["FOLD"] = std::to_string(std::max(usualFold(scan) / 2, 1));
+  // a revision takes as many neighbours as a gather takes traces, and an end of a line has half a neighbourhood
+  values["FOLD"] = std::to_string(std::clamp(usualFold(scan) / 2, 1, 4));
   if (scan.input.layout.fields.contains("NA_STAT")) values["STATIC"] = "1";
   return values;
 }

@@ -332,6 +332,15 @@ TEST_F(JobFileTest, AKeyThatTheChosenModeDoesNotReadGivesOneWarning) {
   EXPECT_EQ(messages.warnings.size(), 3u);  // VELSAMP, OUTPUT, VELNAMO
 }
 
+TEST_F(JobFileTest, AFoldThatNoNeighbourhoodReachesGivesAWarning) {
+  read(changed("FOLD = 6", "FOLD = 8\nNUMYSUM = 8"));  // made odd: 7
+  ASSERT_EQ(messages.warnings.size(), 1u);
+  EXPECT_NE(messages.warnings[0].find("FOLD = 8: more than the 7 CDPs of a neighbourhood (NUMYSUM)"), std::string::npos)
+      << messages.warnings[0];
+  read(changed("FOLD = 6", "FOLD = 7\nNUMYSUM = 7"));
+  EXPECT_TRUE(messages.warnings.empty());
+}
+
 TEST_F(JobFileTest, TheOutputIntervalIsAtMostTheLengthOfATrace) {
   EXPECT_NO_THROW(read(completeJob).parameters.checkAgainst(20.0f));
   EXPECT_EQ(refusalOf([&] { read(completeJob).parameters.checkAgainst(16.0f); }),
