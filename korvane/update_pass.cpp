@@ -1,119 +1,84 @@
 #include "korvane/update_pass.h"
 
+#include <tbb/enumerable_thread_specific.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <vector>
 
+#include "korvane/neighbourhood_sums.h"
 #include "solution/solution.h"
 
 namespace korvane {
 
 namespace {
 
-/// Grid indices from and to, both included.
-struct Span {
-  int from, to;
-};
+/// Arrays for revising one position.
+struct RevisionWork {
+  std::vector<float> tsa, tsb, trc, tic;  ///< amplitudes and correlation
+  std::vector<float> dvv;                 ///< velocity error
+  std::vector<float> velocity, ratio;     ///< revised
+  std::vector<float> kr, ki, sbpr, ones;
 
-/// A position of the CDP grid in one sector, with its neighbourhood; the edges of the grid cut it off.
-struct Position {
-  int sector;
-  int kcdp;
-  Span inlines, crosslines;
-
-  Position(const Parameters& p, int s, int il, int ix)
-      : sector(s),
-        kcdp(il * p.xtlines + ix),
-        inlines{std::max(il - p.numxsum2, 0), std::min(il + p.numxsum2, p.itlines - 1)},
-        crosslines{std::max(ix - p.numysum2, 0), std::min(ix + p.numysum2, p.xtlines - 1)} {}
-};
-
-// writes: work.asum .. work.dvv
-void clearSums(Work& w) {
-  for (auto* sums : {&w.asum, &w.bsum, &w.sumi, &w.sumr, &w.wts}) std::fill(sums->begin(), sums->end(), 0.0);
-  for (auto* trace : {&w.rcax, &w.rcbx, &w.tsa, &w.tsb, &w.trc, &w.tic, &w.dvv}) {
-    std::fill(trace->begin(), trace->end(), 0.0f);
+  explicit RevisionWork(const Parameters& p) {
+    const auto ns = static_cast<std::size_t>(p.idiff);
+    for (auto* trace : {&tsa, &tsb, &trc, &tic, &dvv, &velocity, &ratio, &kr, &ki, &sbpr}) trace->resize(ns);
+    ones.assign(ns, 1.0f);
   }
-}
-
-/// What a neighbourhood holds.
-struct Neighbours {
-  int count = 0;    ///< stored CDPs
-  int isample = 0;  ///< first sample that all of them cover
 };
-
-/// Adds the stored neighbours of a position, inline by inline.
-// reads: parameters, constants, stores   writes: work.asum, bsum, sumr, sumi, wts, scratch
-Neighbours sumNeighbours(const Parameters& p, const Constants& c, const Stores& st, const Position& at, Work& w) {
-  clearSums(w);
-  Neighbours found;
-  const int first = 1;
-  const float factor = 1.0f;
-  for (int il = at.inlines.from; il <= at.inlines.to; ++il) {
-    for (int ix = at.crosslines.from; ix <= at.crosslines.to; ++ix) {
-      const std::int64_t slot = rowStart(p, at.sector, il * p.xtlines + ix, 1);
-      if (st.istore[slot] != 1) continue;
-      found.isample = std::max(found.isample, st.ilsamp[slot]);
-      std::copy_n(c.rones.data(), p.idiff, w.tempTrc1.data());
-      const std::int64_t row = slot * p.idiff;
-      solution::a_sauavg(w.asum.data(), w.bsum.data(), w.sumr.data(), w.sumi.data(), w.wts.data(), st.astore + row,
-                         st.ahstore + row, st.bstore + row, st.bhstore + row, w.tempTrc1.data(), w.rcax.data(),
-                         w.rcbx.data(), p.idiff, first, p.idiff, p.icorrwin, factor);
-      ++found.count;
-    }
-  }
-  return found;
-}
 
 /// Velocity error of a position from its neighbourhood sums.
-// reads: parameters, work.asum .. wts   writes: work.tsa, tsb, trc, tic, dvv, scratch
-void estimateError(const Parameters& p, Work& w) {
+// reads: parameters   writes: work.tsa, tsb, trc, tic, dvv, scratch
+void estimateError(const Parameters& p, const NeighbourhoodTotals& totals, RevisionWork& w) {
   const int first = 1, shift = 0;
   bool live = false;
-  solution::a_saucor(w.asum.data(), w.bsum.data(), w.sumr.data(), w.sumi.data(), w.wts.data(), w.tsa.data(),
-                     w.tsb.data(), w.trc.data(), w.tic.data(), w.tempTrc1.data(), p.idiff, first, p.idiff, p.icorrwin2,
-                     shift, live);
-  std::fill_n(w.tempTrc2.data(), p.idiff, 1.0f);
-  std::fill_n(w.tempTrc3.data(), p.idiff, 1.0f);
-  solution::a_sauovb(w.tsa.data(), w.tsb.data(), w.trc.data(), w.tic.data(), w.dvv.data(), w.rcax.data(), w.rcbx.data(),
-                     w.tempTrc1.data(), w.tempTrc2.data(), w.tempTrc3.data(), p.idiff);
+  solution::a_saucor(totals.asum, totals.bsum, totals.sumr, totals.sumi, totals.wts, w.tsa.data(), w.tsb.data(),
+                     w.trc.data(), w.tic.data(), w.sbpr.data(), p.idiff, first, p.idiff, p.icorrwin2, shift, live);
+  solution::a_sauovb(w.tsa.data(), w.tsb.data(), w.trc.data(), w.tic.data(), w.dvv.data(), w.kr.data(), w.ki.data(),
+                     w.sbpr.data(), w.ones.data(), w.ones.data(), p.idiff);
 }
 
 /// Revises the position's own velocity function.
-// reads: parameters, constants, work.dvv   writes: stores.vstore, vastore, scratch
-void revise(const Parameters& p, const Constants& c, const Position& at, int isample, Stores& st, Work& w) {
-  const std::int64_t row = rowStart(p, at.sector, at.kcdp, p.nt);
-  float* velocity = w.tempTrc2.data();
-  float* ratio = w.tempTrc3.data();
-  std::copy_n(st.vstore + row, p.idiff, velocity);
-  std::copy_n(w.dvv.data(), p.idiff, ratio);
+// reads: parameters, constants, work.dvv   writes: stores.vstore, vastore, work.velocity, ratio
+void revise(const Parameters& p, const Constants& c, const NeighbourhoodTotals& at, int sector, Stores& st,
+            RevisionWork& w) {
+  const std::int64_t row = rowStart(p, sector, at.kcdp, p.nt);
+  std::copy_n(st.vstore + row, p.idiff, w.velocity.data());
+  w.ratio = w.dvv;
   const int startTime = 0, first = 1;
   int status = 0;
   float reft = 0.0f;
-  solution::a_sanewv(ratio, velocity, p.idiff, startTime, c.dx, p.rfreq, c.qfactor, first, p.idiff, c.miniv, c.maxiv,
-                     c.pctmin, c.pctmax, c.dvmin, c.dvmax, c.minsv, c.maxsv, c.ivtime, c.ivpow, status, reft);
-  const int samples = p.idiff - isample;
-  if (p.skipVel == 0) std::copy_n(velocity + isample, samples, st.vstore + row + isample);
-  std::copy_n(ratio + isample, samples, st.vastore + row + isample);
+  solution::a_sanewv(w.ratio.data(), w.velocity.data(), p.idiff, startTime, c.dx, p.rfreq, c.qfactor, first, p.idiff,
+                     c.miniv, c.maxiv, c.pctmin, c.pctmax, c.dvmin, c.dvmax, c.minsv, c.maxsv, c.ivtime, c.ivpow,
+                     status, reft);
+  const int samples = p.idiff - at.isample;
+  if (p.skipVel == 0) std::copy_n(w.velocity.data() + at.isample, samples, st.vstore + row + at.isample);
+  std::copy_n(w.ratio.data() + at.isample, samples, st.vastore + row + at.isample);
 }
 
 /// Prints a line whenever another tenth of the grid is done.
 class Progress {
  public:
-  explicit Progress(const Parameters& p) : p_(p) {}
+  Progress(const Parameters& p, int sector) : p_(p), sector_(sector) {}
 
-  void at(const Position& position) {
-    if (counter_ != p_.imcount) {
-      ++counter_;
-      return;
+  /// @param positions  of the sector that are done
+  void upTo(int positions) {
+    for (; next_ < positions; ++next_) {
+      if (counter_ != p_.imcount) {
+        ++counter_;
+        continue;
+      }
+      const std::int64_t number = rowStart(p_, sector_, next_, 1);
+      const float share = static_cast<float>(number) / static_cast<float>(p_.slots());
+      std::printf("%s: Compute %3d percent done\n", toolName, static_cast<int>(share * 100.0f + 0.5f));
+      counter_ = 1;
     }
-    const std::int64_t number = rowStart(p_, position.sector, position.kcdp, 1);
-    const float share = static_cast<float>(number) / static_cast<float>(p_.slots());
-    std::printf("%s: Compute %3d percent done\n", toolName, static_cast<int>(share * 100.0f + 0.5f));
-    counter_ = 1;
   }
 
  private:
   const Parameters& p_;
+  int sector_;
+  int next_ = 0;
   int counter_ = 0;
 };
 
@@ -121,22 +86,19 @@ class Progress {
 
 void updatePass(RunState& run) {
   const Parameters& p = run.parameters;
-  const Constants& c = run.constants;
   Stores& st = run.stores;
-  Work& w = run.work;
   std::printf("\n%s: Compute iteration: %d\n\n", toolName, run.numiter - 1);
+  tbb::enumerable_thread_specific<RevisionWork> work([&] { return RevisionWork(p); });
   for (int s = 0; s < p.nazim; ++s) {
-    Progress progress(p);
-    for (int il = 0; il < p.itlines; ++il) {
-      for (int ix = 0; ix < p.xtlines; ++ix) {
-        const Position at(p, s, il, ix);
-        const Neighbours found = sumNeighbours(p, c, st, at, w);
-        progress.at(at);
-        if (found.count < p.ifold) continue;
-        estimateError(p, w);
-        revise(p, c, at, found.isample, st, w);
-      }
-    }
+    Progress progress(p, s);
+    NeighbourhoodSums sums(p, st, s);
+    const auto visit = [&](const NeighbourhoodTotals& totals) {
+      if (totals.count < p.ifold) return;
+      RevisionWork& w = work.local();
+      estimateError(p, totals, w);
+      revise(p, run.constants, totals, s, st, w);
+    };
+    sums.sweep(visit, [&](int positions) { progress.upTo(positions); });
   }
 }
 

@@ -1,0 +1,340 @@
+#include "korvane/neighbourhood_sums.h"
+
+#include <tbb/blocked_range.h>
+#include <tbb/enumerable_thread_specific.h>
+#include <tbb/parallel_for.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <vector>
+
+#include "solution/solution.h"
+
+namespace korvane {
+
+namespace {
+
+constexpr int quantities = 5;                             // |A|^2, |B|^2, real and imaginary part of A conj(B), weight
+constexpr int blockSamples = 64;                          // samples that share a certificate
+constexpr std::size_t tileBytes = std::size_t{64} << 20;  // held for the crosslines of a tile
+
+/// Least and largest exponent field of the non-zero values of one quantity in one block of samples.
+struct Exponents {
+  std::uint8_t least = 255, most = 0;
+
+  void include(const Exponents& other) {
+    least = std::min(least, other.least);
+    most = std::max(most, other.most);
+  }
+};
+
+/// Exponents of `count` floats; values below the normal range count as the least normal exponent.
+Exponents exponentsOf(const float* values, int count) {
+  std::uint32_t least = 255, most = 0;
+  for (int i = 0; i < count; ++i) {
+    const std::uint32_t bits = std::bit_cast<std::uint32_t>(values[i]) & 0x7fffffffu;
+    const std::uint32_t exponent = std::max(bits >> 23, 1u);
+    least = std::min(least, bits == 0 ? 255u : exponent);
+    most = std::max(most, bits == 0 ? 0u : exponent);
+  }
+  return {.least = static_cast<std::uint8_t>(least), .most = static_cast<std::uint8_t>(most)};
+}
+
+/// Smoothed products of one CDP.
+struct Smoothed {
+  bool stored = false;
+  int isample = 0;
+  std::vector<float> values;         ///< quantities x samples
+  std::vector<Exponents> exponents;  ///< quantities x blocks
+};
+
+/// Sums over the inlines of the neighbourhood at one crossline.
+struct Column {
+  int count = 0;
+  int isample = 0;
+  std::vector<double> sums;          ///< quantities x samples
+  std::vector<Exponents> exponents;  ///< quantities x blocks, of the terms in the sums
+  std::vector<std::uint8_t> valid;   ///< quantities x blocks: the sum is there
+};
+
+/// Sums over the crosslines of the neighbourhood, slid along a stretch of positions.
+struct Window {
+  std::vector<double> sums;
+  std::vector<Exponents> exponents;
+  std::vector<std::uint8_t> valid;
+};
+
+/// Arrays for forming the smoothed products of a CDP.
+struct SmoothingWork {
+  std::vector<double> sums;
+  std::vector<float> weight, scratch1, scratch2;
+};
+
+/// Both ends included.
+struct Span {
+  int from, to;
+};
+
+void add(double* sums, const float* terms, int count) {
+  for (int i = 0; i < count; ++i) sums[i] += static_cast<double>(terms[i]);
+}
+void subtract(double* sums, const float* terms, int count) {
+  for (int i = 0; i < count; ++i) sums[i] -= static_cast<double>(terms[i]);
+}
+void add(double* sums, const double* terms, int count) {
+  for (int i = 0; i < count; ++i) sums[i] += terms[i];
+}
+void subtract(double* sums, const double* terms, int count) {
+  for (int i = 0; i < count; ++i) sums[i] -= terms[i];
+}
+void exchange(double* sums, const double* entering, const double* leaving, int count) {
+  for (int i = 0; i < count; ++i) sums[i] = (sums[i] + entering[i]) - leaving[i];
+}
+
+}  // namespace
+
+class NeighbourhoodSums::Impl {
+ public:
+  Impl(const Parameters& parameters, const Stores& stores, int sector)
+      : p_(parameters),
+        stores_(stores),
+        sector_(sector),
+        ns_(parameters.idiff),
+        blocks_((ns_ + blockSamples - 1) / blockSamples),
+        ringRows_(std::min(2 * parameters.numxsum2 + 2, parameters.itlines)) {
+    // a slide holds the terms of one inline or crossline more than the neighbourhood
+    const double terms =
+        (2.0 * std::min(p_.numxsum2, p_.itlines) + 2.0) * (2.0 * std::min(p_.numysum2, p_.xtlines) + 2.0);
+    int bits = 0;
+    while (static_cast<double>(std::uint64_t{1} << bits) < terms) ++bits;
+    spread_ = 29 - bits;
+  }
+
+  void sweep(const std::function<void(const NeighbourhoodTotals&)>& visit, const std::function<void(int)>& done) {
+    const int width = tileWidth();
+    int visited = 0;
+    for (int from = 0; from < p_.xtlines; from += width) {
+      tile_ = {from, std::min(from + width, p_.xtlines) - 1};
+      halo_ = {std::max(tile_.from - p_.numysum2, 0), std::min(tile_.to + p_.numysum2, p_.xtlines - 1)};
+      prepareTile();
+      for (int il = 0; il < p_.itlines; ++il) {
+        tbb::parallel_for(halo_.from, halo_.to + 1, [&](int ix) { advanceColumn(il, ix); });
+        tbb::parallel_for(tbb::blocked_range<int>(tile_.from, tile_.to + 1, 16), [&](const auto& stretch) {
+          visitStretch(il, {stretch.begin(), stretch.end() - 1}, visit);
+        });
+        visited += tile_.to - tile_.from + 1;
+        done(visited);
+      }
+    }
+  }
+
+ private:
+  bool exact(const Exponents& e) const { return e.most < 255 && e.most - e.least <= spread_; }
+  std::size_t cell(int quantity, int block) const { return static_cast<std::size_t>(quantity * blocks_ + block); }
+  std::size_t sample(int quantity, int block) const {
+    return static_cast<std::size_t>(quantity) * static_cast<std::size_t>(ns_) +
+           static_cast<std::size_t>(block * blockSamples);
+  }
+  int samplesOf(int block) const { return std::min(blockSamples, ns_ - block * blockSamples); }
+  template <class Operation>
+  void forEachBlock(Operation operation) const {
+    for (int q = 0; q < quantities; ++q) {
+      for (int b = 0; b < blocks_; ++b) operation(q, b);
+    }
+  }
+
+  /// Crosslines of a tile: as many as memory is set aside for, and enough to make up for its halo.
+  int tileWidth() const {
+    const std::size_t values = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_);
+    const std::size_t column = values * (4 * static_cast<std::size_t>(ringRows_) + 8);
+    const std::size_t halo = 2 * static_cast<std::size_t>(std::min(p_.numysum2, p_.xtlines));
+    const std::size_t width = std::max(tileBytes / column, 4 * halo + 16) - halo;
+    return static_cast<int>(std::min(width, static_cast<std::size_t>(p_.xtlines)));
+  }
+
+  void prepareTile() {
+    const auto width = static_cast<std::size_t>(halo_.to - halo_.from + 1);
+    const auto values = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_);
+    const auto cells = static_cast<std::size_t>(quantities * blocks_);
+    ring_.resize(width * static_cast<std::size_t>(ringRows_));
+    for (Smoothed& cdp : ring_) {
+      cdp.values.resize(values);
+      cdp.exponents.resize(cells);
+    }
+    columns_.resize(width);
+    for (Column& column : columns_) {
+      column.sums.assign(values, 0.0);
+      column.exponents.assign(cells, {});
+      column.valid.assign(cells, 1);
+    }
+  }
+
+  Smoothed& smoothed(int il, int ix) {
+    const auto row = static_cast<std::size_t>(il % ringRows_);
+    return ring_[row * columns_.size() + static_cast<std::size_t>(ix - halo_.from)];
+  }
+  Column& column(int ix) { return columns_[static_cast<std::size_t>(ix - halo_.from)]; }
+
+  Span inlines(int il) const { return {std::max(il - p_.numxsum2, 0), std::min(il + p_.numxsum2, p_.itlines - 1)}; }
+  Span crosslines(int ix) const { return {std::max(ix - p_.numysum2, 0), std::min(ix + p_.numysum2, p_.xtlines - 1)}; }
+
+  /// Forms the smoothed products of a CDP as sums with one term.
+  void smooth(int il, int ix) {
+    Smoothed& cdp = smoothed(il, ix);
+    const std::int64_t slot = rowStart(p_, sector_, il * p_.xtlines + ix, 1);
+    cdp.stored = stores_.istore[slot] == 1;
+    if (!cdp.stored) return;
+    cdp.isample = stores_.ilsamp[slot];
+
+    SmoothingWork& w = smoothingWork_.local();
+    const auto ns = static_cast<std::size_t>(ns_);
+    w.sums.assign(quantities * ns, 0.0);
+    w.weight.assign(ns, 1.0f);
+    w.scratch1.resize(ns);
+    w.scratch2.resize(ns);
+    const std::int64_t row = slot * ns_;
+    double* sums = w.sums.data();
+    solution::a_sauavg(sums, sums + ns, sums + 2 * ns, sums + 3 * ns, sums + 4 * ns, stores_.astore + row,
+                       stores_.ahstore + row, stores_.bstore + row, stores_.bhstore + row, w.weight.data(),
+                       w.scratch1.data(), w.scratch2.data(), ns_, 1, ns_, p_.icorrwin, 1.0f);
+    for (std::size_t i = 0; i < w.sums.size(); ++i) cdp.values[i] = static_cast<float>(sums[i]);
+    forEachBlock(
+        [&](int q, int b) { cdp.exponents[cell(q, b)] = exponentsOf(cdp.values.data() + sample(q, b), samplesOf(b)); });
+  }
+
+  /// Takes the column of a crossline from the neighbourhood of the inline before to that of this one.
+  void advanceColumn(int il, int ix) {
+    const Span now = inlines(il);
+    const Span entering{il == 0 ? 0 : std::max(inlines(il - 1).to + 1, 0), now.to};
+    const bool leaves = il > 0 && inlines(il - 1).from < now.from;
+    for (int row = entering.from; row <= entering.to; ++row) smooth(row, ix);
+
+    Column& c = column(ix);
+    c.count = 0;
+    c.isample = 0;
+    for (int row = now.from; row <= now.to; ++row) {
+      const Smoothed& cdp = smoothed(row, ix);
+      if (!cdp.stored) continue;
+      ++c.count;
+      c.isample = std::max(c.isample, cdp.isample);
+    }
+    forEachBlock([&](int q, int b) {
+      const std::size_t at = sample(q, b), mark = cell(q, b);
+      Exponents terms, both = c.exponents[mark];
+      for (int row = now.from; row <= now.to; ++row) {
+        const Smoothed& cdp = smoothed(row, ix);
+        if (cdp.stored) terms.include(cdp.exponents[mark]);
+      }
+      both.include(terms);
+      double* sums = c.sums.data() + at;
+      if (c.valid[mark] != 0 && exact(both)) {
+        for (int row = entering.from; row <= entering.to; ++row) {
+          const Smoothed& cdp = smoothed(row, ix);
+          if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
+        }
+        if (leaves && smoothed(now.from - 1, ix).stored) {
+          subtract(sums, smoothed(now.from - 1, ix).values.data() + at, samplesOf(b));
+        }
+      } else if (exact(terms)) {
+        std::fill_n(sums, samplesOf(b), 0.0);
+        for (int row = now.from; row <= now.to; ++row) {
+          const Smoothed& cdp = smoothed(row, ix);
+          if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
+        }
+      }
+      c.valid[mark] = exact(terms) ? 1 : 0;
+      c.exponents[mark] = terms;
+    });
+  }
+
+  void visitStretch(int il, const Span& stretch, const std::function<void(const NeighbourhoodTotals&)>& visit) {
+    Window& w = windows_.local();
+    w.sums.resize(static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_));
+    w.exponents.assign(static_cast<std::size_t>(quantities * blocks_), {});
+    w.valid.assign(w.exponents.size(), 0);
+    for (int ix = stretch.from; ix <= stretch.to; ++ix) {
+      forEachBlock([&](int q, int b) { advanceWindow(il, ix, q, b, w); });
+      NeighbourhoodTotals totals{.kcdp = il * p_.xtlines + ix};
+      const Span now = crosslines(ix);
+      for (int k = now.from; k <= now.to; ++k) {
+        totals.count += column(k).count;
+        totals.isample = std::max(totals.isample, column(k).isample);
+      }
+      totals.asum = w.sums.data();
+      totals.bsum = totals.asum + ns_;
+      totals.sumr = totals.bsum + ns_;
+      totals.sumi = totals.sumr + ns_;
+      totals.wts = totals.sumi + ns_;
+      visit(totals);
+    }
+  }
+
+  /// Takes one block of the window from the position before to this one.
+  void advanceWindow(int il, int ix, int quantity, int block, Window& w) {
+    const Span now = crosslines(ix);
+    const std::size_t at = sample(quantity, block), mark = cell(quantity, block);
+    const int count = samplesOf(block);
+    double* sums = w.sums.data() + at;
+    Exponents terms, both = w.exponents[mark];
+    for (int k = now.from; k <= now.to; ++k) terms.include(column(k).exponents[mark]);
+    both.include(terms);
+    w.exponents[mark] = terms;
+    if (!exact(terms)) {
+      sumInOrder(inlines(il), now, at, count, sums);
+      w.valid[mark] = 0;
+      return;
+    }
+    const auto columnSums = [&](int k) { return column(k).sums.data() + at; };
+    if (w.valid[mark] != 0 && exact(both)) {
+      const Span before = crosslines(ix - 1);
+      if (now.to > before.to && now.from > before.from) {
+        exchange(sums, columnSums(now.to), columnSums(before.from), count);
+      } else if (now.to > before.to) {
+        add(sums, columnSums(now.to), count);
+      } else if (now.from > before.from) {
+        subtract(sums, columnSums(before.from), count);
+      }
+    } else {
+      std::fill_n(sums, count, 0.0);
+      for (int k = now.from; k <= now.to; ++k) add(sums, columnSums(k), count);
+    }
+    w.valid[mark] = 1;
+  }
+
+  void sumInOrder(const Span& rows, const Span& lines, std::size_t at, int count, double* sums) {
+    std::fill_n(sums, count, 0.0);
+    for (int row = rows.from; row <= rows.to; ++row) {
+      for (int k = lines.from; k <= lines.to; ++k) {
+        const Smoothed& cdp = smoothed(row, k);
+        if (cdp.stored) add(sums, cdp.values.data() + at, count);
+      }
+    }
+  }
+
+  const Parameters& p_;
+  const Stores& stores_;
+  int sector_;
+  int ns_;
+  int blocks_;
+  int ringRows_;  ///< inlines whose smoothed products are held: a neighbourhood and the one that leaves it
+  int spread_;    ///< largest difference of exponents whose sums are exact
+  Span tile_{};   ///< crosslines visited
+  Span halo_{};   ///< crosslines summed
+  std::vector<Smoothed> ring_;
+  std::vector<Column> columns_;
+  tbb::enumerable_thread_specific<SmoothingWork> smoothingWork_;
+  tbb::enumerable_thread_specific<Window> windows_;
+};
+
+NeighbourhoodSums::NeighbourhoodSums(const Parameters& parameters, const Stores& stores, int sector)
+    : impl_(std::make_unique<Impl>(parameters, stores, sector)) {}
+NeighbourhoodSums::~NeighbourhoodSums() = default;
+
+void NeighbourhoodSums::sweep(const std::function<void(const NeighbourhoodTotals&)>& visit,
+                              const std::function<void(int)>& done) {
+  impl_->sweep(visit, done);
+}
+
+}  // namespace korvane
