@@ -1,3 +1,7 @@
+#include <tbb/global_control.h>
+#include <tbb/info.h>
+#include <tbb/task_arena.h>
+
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <memory>
@@ -18,7 +22,9 @@ void runJob(const std::filesystem::path& file) {
   host::local::LocalJob job(jobFile, KORVANE_VERSION, console);
   try {
     const host::local::JobScope scope(job.job());
-    korvane::run(0, nullptr);
+    const int threads = jobFile.threads > 0 ? jobFile.threads : tbb::info::default_concurrency();
+    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
+    tbb::task_arena(threads).execute([] { korvane::run(0, nullptr); });
   } catch (const std::exception& error) {
     job.fail(error.what());
     throw;

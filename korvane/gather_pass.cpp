@@ -1,9 +1,14 @@
 #include "korvane/gather_pass.h"
 
+#include <tbb/task_group.h>
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <utility>
+#include <vector>
 
 #include "avo/avo.h"
 #include "korvane/headers.h"
@@ -18,6 +23,7 @@ namespace {
 
 /// What is known of the ensemble in hand.
 struct Ensemble {
+  int traces = 0;
   int cdp = 0;
   float x = 0.0f, y = 0.0f;  ///< map position
   int kcdp = 0;              ///< slot in the CDP grid
@@ -43,28 +49,29 @@ struct SectorWork {
         num(w.num[s]) {}
 };
 
-const std::int32_t* firstLive(const RunState& run, int traces) {
+const std::int32_t* firstLive(const Work& w, int traces) {
   for (int j = 0; j < traces; ++j) {
-    const std::int32_t* head = run.work.iheads[static_cast<std::size_t>(j)];
+    const std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
     if (isLive(head, host::stdHdr().itrc_type)) return head;
   }
   return nullptr;
 }
 
 // reads: parameters, work.iheads
-Ensemble findCdp(const RunState& run, int traces, const std::int32_t* live) {
+Ensemble findCdp(const Parameters& p, const Work& w, int traces, const std::int32_t* live) {
   const host::StandardHeaders& hdr = host::stdHdr();
   const std::int32_t* source = live;
-  if (run.parameters.isgather) {
+  if (p.isgather) {
     // a supergather stands at the CDP that it is named after
     for (int j = 0; j < traces; ++j) {
-      const std::int32_t* head = run.work.iheads[static_cast<std::size_t>(j)];
-      if (!isLive(head, hdr.itrc_type) || standardWord(head, hdr.icdp) != head[run.parameters.isgcdp]) continue;
+      const std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
+      if (!isLive(head, hdr.itrc_type) || standardWord(head, hdr.icdp) != head[p.isgcdp]) continue;
       if (standardWord(head, hdr.icdp) != -1) source = head;
       break;
     }
   }
-  return {.cdp = standardWord(source, hdr.icdp),
+  return {.traces = traces,
+          .cdp = standardWord(source, hdr.icdp),
           .x = standardFloat(source, hdr.icdp_x),
           .y = standardFloat(source, hdr.icdp_y)};
 }
@@ -79,30 +86,33 @@ void clearStores(RunState& run) {
   std::fill_n(run.stores.cdpstore, slots, 0.0f);
 }
 
-/// Current velocity function of every sector: the input table's in the first pass, the revised one afterwards.
-// reads: parameters, tables, stores.vstore   writes: work.vels
-void takeVelocity(RunState& run, const Ensemble& ensemble) {
+/// Velocity function of the ensemble's CDP from the input table, for every sector.
+// reads: parameters, tables   writes: work.vels
+void takeInputVelocity(const RunState& run, const Ensemble& ensemble, Work& w) {
   const Parameters& p = run.parameters;
-  float* vels = run.work.vels.data();
-  if (run.numiter == 1) {
-    if (inputVelocity(p, run.tables, ensemble.cdp, ensemble.x, ensemble.y, vels) != 0) {
-      if (p.is3D != 0) host::stErrFatal("%s: Error interpolating 3D velocity table", toolName);
-      host::stErrFatal("%s: Error interpolating velocity table", toolName);
-    }
-    for (int s = 1; s < p.nazim; ++s) std::copy_n(vels, p.nt, vels + static_cast<std::ptrdiff_t>(s) * p.nt);
-  } else {
-    for (int s = 0; s < p.nazim; ++s) {
-      std::copy_n(run.stores.vstore + rowStart(p, s, ensemble.kcdp, p.nt), p.nt,
-                  vels + static_cast<std::ptrdiff_t>(s) * p.nt);
-    }
+  float* vels = w.vels.data();
+  if (inputVelocity(p, run.tables, ensemble.cdp, ensemble.x, ensemble.y, vels) != 0) {
+    if (p.is3D != 0) host::stErrFatal("%s: Error interpolating 3D velocity table", toolName);
+    host::stErrFatal("%s: Error interpolating velocity table", toolName);
+  }
+  for (int s = 1; s < p.nazim; ++s) std::copy_n(vels, p.nt, vels + static_cast<std::ptrdiff_t>(s) * p.nt);
+}
+
+/// Revised velocity function of every sector.
+// reads: parameters, stores.vstore   writes: work.vels
+void takeRevisedVelocity(const RunState& run, const Ensemble& ensemble, Work& w) {
+  const Parameters& p = run.parameters;
+  for (int s = 0; s < p.nazim; ++s) {
+    std::copy_n(run.stores.vstore + rowStart(p, s, ensemble.kcdp, p.nt), p.nt,
+                w.vels.data() + static_cast<std::ptrdiff_t>(s) * p.nt);
   }
 }
 
 // reads: parameters, work.vels   writes: work.sloth, work.slothi
-void makeSlowness(RunState& run) {
+void makeSlowness(const RunState& run, Work& w) {
   const Parameters& p = run.parameters;
   for (int s = 0; s < p.nazim; ++s) {
-    const SectorWork sector(run, run.work, s);
+    const SectorWork sector(run, w, s);
     int ier = 0;
     moveout::a_savelc(sector.vels, sector.sloth, sector.slothi, p.nt, p.ivelfilt, 0.0f, ier);
   }
@@ -138,11 +148,10 @@ bool emitsPrestack(const RunState& run) {
 /// Moves one live trace out, shifts it by its static, adds it to its sector's angle sums.
 // reads: parameters, constants, stores.istore, work.sloth
 // writes: work.trsave, tnmo, roffset, num, sumrun, scratch; output traces
-void analyseTrace(RunState& run, const Ensemble& ensemble, int j) {
+void analyseTrace(const RunState& run, const Ensemble& ensemble, int j, Work& w) {
   const Parameters& p = run.parameters;
   const Constants& c = run.constants;
   const host::StandardHeaders& hdr = host::stdHdr();
-  Work& w = run.work;
   std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
 
   const int s = azimuthSector(p, c, head);
@@ -176,9 +185,9 @@ void analyseTrace(RunState& run, const Ensemble& ensemble, int j) {
 
 /// Velocity trace of a sector; a sector without enough traces ends its output with it.
 // reads: parameters, work.vels, num   writes: the header; output traces
-void putVelocityTrace(RunState& run, int s, std::int32_t* head) {
+void putVelocityTrace(const RunState& run, Work& w, int s, std::int32_t* head) {
   const host::StandardHeaders& hdr = host::stdHdr();
-  const SectorWork sector(run, run.work, s);
+  const SectorWork sector(run, w, s);
   standardWord(head, hdr.itrc_type) = 51;
   standardWord(head, hdr.itr_fold) = 0;
   if (sector.num < run.parameters.ifold) standardWord(head, hdr.iend_ens) = 1;
@@ -187,15 +196,15 @@ void putVelocityTrace(RunState& run, int s, std::int32_t* head) {
 
 /// Intercept and gradient traces of a sector, zeros beyond the analysed samples.
 // reads: parameters, work.tro   writes: the header, scratch; output traces
-void putAttributeTraces(RunState& run, int s, std::int32_t* head) {
+void putAttributeTraces(const RunState& run, Work& w, int s, std::int32_t* head) {
   const Parameters& p = run.parameters;
   const host::StandardHeaders& hdr = host::stdHdr();
-  float* trace = run.work.tempTrc1.data();
+  float* trace = w.tempTrc1.data();
   std::fill_n(trace, p.nt, 0.0f);
-  std::copy_n(run.work.tro.data(), p.idiff, trace);
+  std::copy_n(w.tro.data(), p.idiff, trace);
   standardWord(head, hdr.itrc_type) = 43;
   host::stPutTrace(trace, head);
-  std::copy_n(run.work.tro.data() + p.idiff, p.idiff, trace);
+  std::copy_n(w.tro.data() + p.idiff, p.idiff, trace);
   standardWord(head, hdr.itrc_type) = 44;
   if (s == p.nazim - 1) standardWord(head, hdr.iend_ens) = 1;
   host::stPutTrace(trace, head);
@@ -203,10 +212,9 @@ void putAttributeTraces(RunState& run, int s, std::int32_t* head) {
 
 /// Solves the sector's angle sums for intercept and gradient. @return false when both are zero throughout
 // reads: parameters, constants, work.sumrun, sloth, slothi   writes: work.outcom, tro, sumrun
-bool solveSector(RunState& run, const SectorWork& sector) {
+bool solveSector(const RunState& run, const SectorWork& sector, Work& w) {
   const Parameters& p = run.parameters;
   const Constants& c = run.constants;
-  Work& w = run.work;
   int first = 1, last = p.nt;
   avo::a_sahci(sector.sumrun, c.h1.data(), c.h2.data(), sector.sloth, sector.slothi, c.iparm.data(), w.outcom.data(),
                p.nt, c.mmxh, c.nparm, first, last, c.ifndx, c.isrun, 0.0f, c.dtt, c.avopct);
@@ -216,7 +224,7 @@ bool solveSector(RunState& run, const SectorWork& sector) {
 }
 
 // reads: parameters, constants, work.tro, vels   writes: stores
-void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble& ensemble) {
+void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble& ensemble, const Work& w) {
   const Parameters& p = run.parameters;
   Stores& st = run.stores;
   const std::int64_t slot = rowStart(p, s, ensemble.kcdp, 1);
@@ -226,8 +234,8 @@ void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble&
   if (run.numiter == 1) st.cdpstore[slot] = static_cast<float>(ensemble.cdp);
   std::copy_n(sector.vels, p.nt, st.vstore + velocityRow);
   std::fill_n(st.vastore + velocityRow, p.nt, 0.0f);
-  std::copy_n(run.work.tro.data(), p.idiff, st.astore + attributeRow);
-  std::copy_n(run.work.tro.data() + p.idiff, p.idiff, st.bstore + attributeRow);
+  std::copy_n(w.tro.data(), p.idiff, st.astore + attributeRow);
+  std::copy_n(w.tro.data() + p.idiff, p.idiff, st.bstore + attributeRow);
   const int one = 1;
   avo::a_mahlbt(st.astore + attributeRow, st.ahstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
   avo::a_mahlbt(st.bstore + attributeRow, st.bhstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
@@ -235,25 +243,102 @@ void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble&
 
 /// Smooths the sector's velocity, solves and stores it; `head` is the header of the sector's output traces.
 // reads: parameters, constants, work   writes: stores, work; output traces
-void finishSector(RunState& run, const Ensemble& ensemble, int s, std::int32_t* head) {
+void finishSector(RunState& run, const Ensemble& ensemble, int s, std::int32_t* head, Work& w) {
   const Parameters& p = run.parameters;
-  Work& w = run.work;
   const SectorWork sector(run, w, s);
   std::fill(w.outcom.begin(), w.outcom.end(), 0.0f);
   if (p.ivelfilt > 0) solution::a_samodv(sector.vels, w.tempTrc1.data(), p.idiff, p.ivelfilt);
-  if (emitsPrestack(run)) putVelocityTrace(run, s, head);
+  if (emitsPrestack(run)) putVelocityTrace(run, w, s, head);
   if (sector.num < p.ifold) return;
-  if (!solveSector(run, sector)) return;
-  if (emitsPrestack(run)) putAttributeTraces(run, s, head);
-  storeSector(run, sector, s, ensemble);
+  if (!solveSector(run, sector, w)) return;
+  if (emitsPrestack(run)) putAttributeTraces(run, w, s, head);
+  storeSector(run, sector, s, ensemble, w);
 }
+
+/// Analyses an ensemble of the grid. Ensembles of different slots may be analysed side by side.
+// reads: parameters, constants, stores   writes: stores of its slot, work; output traces
+void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
+  const Parameters& p = run.parameters;
+  if (run.numiter > 1) takeRevisedVelocity(run, ensemble, w);
+  makeSlowness(run, w);
+  std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
+  std::fill(w.num.begin(), w.num.end(), 0);
+  for (int j = 0; j < ensemble.traces; ++j) {
+    if (isLive(w.iheads[static_cast<std::size_t>(j)], host::stdHdr().itrc_type)) analyseTrace(run, ensemble, j, w);
+  }
+  std::int32_t* lastHead = w.iheads[static_cast<std::size_t>(ensemble.traces - 1)];
+  for (int s = 0; s < p.nazim; ++s) finishSector(run, ensemble, s, lastHead, w);
+}
+
+/// The ensembles that are being analysed beside the fetching of others, in two halves: while one is analysed the other
+/// is filled. The flow of control that fetches makes every call of the framework; an analysis that calls it too is
+/// made by that flow at once.
+class Analyses {
+ public:
+  explicit Analyses(RunState& run) : run_(run), half_((run.flows.size() + 1) / 2) {}
+  ~Analyses() {
+    for (Half& half : halves_) {
+      half.tasks.cancel();
+      half.tasks.wait();
+    }
+  }
+  Analyses(const Analyses&) = delete;
+  Analyses& operator=(const Analyses&) = delete;
+
+  /// Arrays for the next ensemble.
+  Work& inHand() {
+    if (next_ % half_ == 0) finish(halves_[next_ / half_]);  // the flows of a half become free together
+    return run_.flows[next_];
+  }
+
+  /// Analyses the ensemble in hand.
+  void start(const Ensemble& ensemble) {
+    Half& half = halves_[next_ / half_];
+    if (isUnderWay(ensemble.kcdp)) finish();
+    if (run_.flows.size() == 1 || run_.parameters.istatic != 0 || emitsPrestack(run_)) {
+      finish();
+      analyseEnsemble(run_, ensemble, run_.flows[next_]);
+      return;
+    }
+    Work& w = run_.flows[next_];
+    half.slots.push_back(ensemble.kcdp);
+    half.tasks.run([this, ensemble, &w] { analyseEnsemble(run_, ensemble, w); });
+    next_ = (next_ + 1) % run_.flows.size();
+  }
+
+  void finish() {
+    for (Half& half : halves_) finish(half);
+  }
+
+ private:
+  struct Half {
+    tbb::task_group tasks;
+    std::vector<int> slots;  ///< of the ensembles under way
+  };
+
+  bool isUnderWay(int slot) const {
+    return std::any_of(halves_.begin(), halves_.end(), [slot](const Half& half) {
+      return std::find(half.slots.begin(), half.slots.end(), slot) != half.slots.end();
+    });
+  }
+  static void finish(Half& half) {
+    half.tasks.wait();
+    half.slots.clear();
+  }
+
+  RunState& run_;
+  std::size_t half_;  ///< flows of one half
+  std::array<Half, 2> halves_;
+  std::size_t next_ = 0;  ///< flow of the ensemble in hand
+};
 
 enum class PassChange { none, newPass, outputPass };
 
 /// Moves on to the pass that the trace belongs to, when that is a new one.
 // reads: parameters   writes: numiter, stores
-PassChange changePass(RunState& run, const std::int32_t* live) {
+PassChange changePass(RunState& run, const std::int32_t* live, Analyses& analyses) {
   if (standardWord(live, host::stdHdr().idiskiter) == run.numiter) return PassChange::none;
+  analyses.finish();
   ++run.numiter;
   if (run.numiter > 1) {
     updatePass(run);
@@ -266,44 +351,39 @@ PassChange changePass(RunState& run, const std::int32_t* live) {
   return PassChange::none;
 }
 
-/// Analyses the ensemble in hand. @return false when it belongs to the output pass
-bool analyseEnsemble(RunState& run, int traces) {
-  const Parameters& p = run.parameters;
-  Work& w = run.work;
-  const std::int32_t* live = firstLive(run, traces);
+/// Takes the ensemble in hand into the pass that it belongs to. @return false when that is the output pass
+bool takeEnsemble(RunState& run, int traces, Work& w, Analyses& analyses) {
+  const std::int32_t* live = firstLive(w, traces);
   PassChange change;
   do {  // the ensemble that opens a pass counts in the pass before it too
     run.numTraces += traces;
     if (live == nullptr) return true;
-    change = changePass(run, live);
+    change = changePass(run, live, analyses);
     if (change == PassChange::outputPass) return false;
   } while (change == PassChange::newPass);
 
-  Ensemble ensemble = findCdp(run, traces, live);
-  const std::optional<int> slot = gridSlot(p, live, ensemble.cdp);
+  Ensemble ensemble = findCdp(run.parameters, w, traces, live);
+  const std::optional<int> slot = gridSlot(run.parameters, live, ensemble.cdp);
   if (!slot) return true;
   ensemble.kcdp = *slot;
-  std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
-  std::fill(w.num.begin(), w.num.end(), 0);
-  takeVelocity(run, ensemble);
-  makeSlowness(run);
-  for (int j = 0; j < traces; ++j) {
-    if (isLive(w.iheads[static_cast<std::size_t>(j)], host::stdHdr().itrc_type)) analyseTrace(run, ensemble, j);
-  }
-  std::int32_t* lastHead = w.iheads[static_cast<std::size_t>(traces - 1)];
-  for (int s = 0; s < p.nazim; ++s) finishSector(run, ensemble, s, lastHead);
+  if (run.numiter == 1) takeInputVelocity(run, ensemble, w);
+  analyses.start(ensemble);
   return true;
 }
 
 }  // namespace
 
 int gatherPass(RunState& run) {
-  const Work& w = run.work;
+  Analyses analyses(run);
   for (;;) {
+    Work& w = analyses.inHand();
     const int traces = host::stGetEnsemble(w.traces.data(), w.iheads.data());
-    if (traces < 1) return traces;
-    if (traces < run.parameters.ifold) continue;
-    if (!analyseEnsemble(run, traces)) return traces;
+    if (traces >= 1) {
+      if (traces < run.parameters.ifold || takeEnsemble(run, traces, w, analyses)) continue;
+    }
+    analyses.finish();
+    std::swap(run.work, w);
+    return traces;
   }
 }
 

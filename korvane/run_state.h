@@ -85,9 +85,6 @@ struct Constants {
   std::vector<float> rcoef;   ///< interpolation filter bank: ilen x 100
   std::vector<float> h1, h2;  ///< band filters: 3 * mmxh, lag L at mmxh + L
   std::vector<int> iparm;     ///< AVO parameter block
-  std::vector<float> rones;   ///< idiff ones
-  std::vector<int> iones;     ///< idiff ones
-  std::vector<float> tim;     ///< time axis, s
 };
 
 /// Tables that the run has open.
@@ -112,7 +109,7 @@ struct Stores {
   float* bhstore = nullptr;        ///< rows of idiff: Hilbert transform of B
 };
 
-/// Arrays of one flow of control.
+/// Arrays of one flow of control through the ensembles.
 struct Work {
   std::vector<float> samples;         ///< nx x nt: the ensemble in hand
   std::vector<std::int32_t> words;    ///< nx x (nth + 1): its headers
@@ -124,16 +121,13 @@ struct Work {
   std::vector<float> tnmo;            ///< nazim x nx x nt: moved-out traces
   std::vector<float> roffset;         ///< nazim x nx: absolute offsets
   std::vector<float> tempTrc1, tempTrc2, tempTrc3;
-  std::vector<double> sin2;                         ///< nt: squared sines of a trace's angles
-  std::vector<float> tro;                           ///< A, then B, of idiff each
-  std::vector<float> vels;                          ///< nazim x nt: velocity functions
-  std::vector<float> vint;                          ///< velocities over three rounds of sectors
-  std::vector<int> num;                             ///< nazim: traces per sector
-  std::vector<float> sumrun;                        ///< nazim x isrun x nt: angle sums
-  std::vector<float> outcom;                        ///< iout x nt: output of the AVO engine
-  std::vector<double> asum, bsum, sumr, sumi, wts;  ///< idiff: neighbourhood sums
-  std::vector<float> tsa, tsb, trc, tic, dvv;       ///< idiff: amplitudes, correlation, velocity error
-  std::vector<float> rcax, rcbx;                    ///< idiff: scratch
+  std::vector<double> sin2;   ///< nt: squared sines of a trace's angles
+  std::vector<float> tro;     ///< A, then B, of idiff each
+  std::vector<float> vels;    ///< nazim x nt: velocity functions
+  std::vector<float> vint;    ///< velocities over three rounds of sectors
+  std::vector<int> num;       ///< nazim: traces per sector
+  std::vector<float> sumrun;  ///< nazim x isrun x nt: angle sums
+  std::vector<float> outcom;  ///< iout x nt: output of the AVO engine
 };
 
 /// One run.
@@ -142,7 +136,8 @@ struct RunState {
   Constants constants;
   Tables tables;
   Stores stores;
-  Work work;
+  Work work;                   ///< of the ensemble in hand, outside the gather pass
+  std::vector<Work> flows;     ///< of the ensembles that the gather pass has under way
   int numiter = 0;             ///< current pass over the data
   std::int64_t numTraces = 0;  ///< traces of the analysed ensembles, over all passes
 };

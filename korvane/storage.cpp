@@ -1,5 +1,7 @@
 #include "korvane/storage.h"
 
+#include <tbb/task_arena.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -74,15 +76,12 @@ void makeWork(const Sizes& n, const Constants& c, Work& w) {
   w.num.resize(n.nazim + 1);
   w.sumrun.resize(n.nt * n.nazim * n.isrun);
   w.outcom.resize(n.iout * n.nt);
-  for (auto* sums : {&w.asum, &w.bsum, &w.sumr, &w.sumi, &w.wts}) sums->resize(n.idiff);
-  for (auto* trace : {&w.tsa, &w.tsb, &w.trc, &w.tic, &w.dvv, &w.rcax, &w.rcbx}) trace->resize(n.idiff);
 }
 
-void makeConstantVectors(const Parameters& p, const Sizes& n, Constants& c) {
-  c.iones.assign(n.idiff, 1);
-  c.rones.assign(n.idiff, 1.0f);
-  c.tim.resize(n.nt);
-  for (int i = 0; i < p.nt; ++i) c.tim[static_cast<std::size_t>(i)] = static_cast<float>(i) * c.dtt;
+/// Ensembles that the gather pass has under way: two for a thread to analyse, as many again to be filled meanwhile.
+std::size_t flowsOfGatherPass() {
+  const int threads = tbb::this_task_arena::max_concurrency();
+  return threads > 1 ? static_cast<std::size_t>(4 * threads) : 1;
 }
 
 template <class Value>
@@ -108,12 +107,15 @@ void mapStores(const Parameters& p, Stores& s) {
 void makeStorage(RunState& run) {
   const Parameters& p = run.parameters;
   const Sizes n(run);
+  const std::size_t flows = flowsOfGatherPass();
   try {
     makeWork(n, run.constants, run.work);
-    makeConstantVectors(p, n, run.constants);
+    run.flows.resize(flows);
+    for (Work& flow : run.flows) makeWork(n, run.constants, flow);
   } catch (const std::bad_alloc&) {
+    const double gatherMegabytes = static_cast<double>(n.nx * n.nazim * n.nt) * 4.0 / 1048576.0;
     host::stErrFatal("%s: Not enough memory for the work arrays: about %.0f MB are needed.", toolName,
-                     reportedMegabytes(n) + static_cast<double>(n.nx * n.nazim * n.nt) * 4.0 / 1048576.0);
+                     (reportedMegabytes(n) + gatherMegabytes) * static_cast<double>(flows + 1));
   }
 
   Stores& s = run.stores;

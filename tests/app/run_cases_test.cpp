@@ -8,6 +8,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "tests/support/program.h"
@@ -112,18 +113,28 @@ void expectTraces(const fs::path& folder) {
   }
 }
 
+void setThreads(const fs::path& job, int threads) {
+  std::string text = readFile(job);
+  const std::string one = "threads = 1\n";
+  text.replace(text.find(one), one.size(), "threads = " + std::to_string(threads) + "\n");
+  korvane_test::writeFile(job, text);
+}
+
 /// A text without the new lines at its end.
 std::string withoutEnd(const std::string& text) { return text.substr(0, text.find_last_not_of('\n') + 1); }
 
-class RunCase : public testing::TestWithParam<std::string> {};
+/// A run and the number of threads to make it with.
+class RunCase : public testing::TestWithParam<std::tuple<std::string, int>> {};
 
 TEST_P(RunCase, GivesTheSameBits) {
   Program program;
-  const fs::path folder = program.unpack("runs/" + GetParam() + ".tar.gz") / GetParam();
+  const auto& [name, threads] = GetParam();
+  const fs::path folder = program.unpack("runs/" + name + ".tar.gz") / name;
+  setThreads(folder / "job.toml", threads);
   const std::string db = (folder / "survey.db").string();
-  const auto import = [&](const char* type, const char* name, const char* csv) {
+  const auto import = [&](const char* type, const char* table, const char* csv) {
     if (!fs::exists(folder / csv)) return;
-    const Outcome outcome = program.call({"table", "import", db, type, name, (folder / csv).string()});
+    const Outcome outcome = program.call({"table", "import", db, type, table, (folder / csv).string()});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
   };
   import("VEL", "vin", "vel.csv");
@@ -158,6 +169,11 @@ std::vector<std::string> runCases() {
   return names;
 }
 
-INSTANTIATE_TEST_SUITE_P(Data, RunCase, testing::ValuesIn(runCases()), [](const auto& run) { return run.param; });
+std::string nameOf(const testing::TestParamInfo<RunCase::ParamType>& run) {
+  return std::get<0>(run.param) + "_threads_" + std::to_string(std::get<1>(run.param));
+}
+
+INSTANTIATE_TEST_SUITE_P(Data, RunCase, testing::Combine(testing::ValuesIn(runCases()), testing::Values(1, 2, 3, 8)),
+                         nameOf);
 
 }  // namespace
