@@ -2,6 +2,7 @@
 #include <cmath>
 
 #include "avo/avo.h"
+#include "host/wide.h"
 
 namespace avo {
 
@@ -9,6 +10,48 @@ namespace {
 
 constexpr float radian = 57.29578f;  // degrees
 constexpr double rejected = -1.0;
+constexpr int blockSamples = 128;  // samples whose sums stay in first-level cache over all columns
+
+/// Squared sines of the angles of straight rays for the samples first .. last, counted from 1; those outside the limits
+/// are rejected.
+KORVANE_WIDE void find_angles(const float* sloth, double* scratch, int first, int last, float start, float interval,
+                              float x2, float lower, float upper) {
+  for (int i = first; i <= last; ++i) {
+    const float time = static_cast<float>(i - 1) * interval + start;
+    const float x2p = sloth[i] * x2;
+    const float straightRay = x2p / (time * time + x2p);
+    const float sin2 = time > 0.0f ? straightRay : 1.0f;
+    scratch[i - 1] = sin2 > upper || sin2 < lower ? rejected : static_cast<double>(sin2);
+  }
+}
+
+/// Adds `count` samples d with squared sines x2 and weight w to their rows of the sums, which are `rows` apart from
+/// column to column.
+KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2, float w) {
+  const double weight = static_cast<double>(w);
+  const auto sum = [=](int k) { return column(s, rows, k); };
+  float* const sy = sum(sums::sy);
+  float* const sx2y = sum(sums::sx2y);
+  float* const sx4y = sum(sums::sx4y);
+  float* const sx0 = sum(sums::sx0);
+  float* const sx2 = sum(sums::sx2);
+  float* const sx4 = sum(sums::sx4);
+  float* const sx6 = sum(sums::sx6);
+  float* const sx8 = sum(sums::sx8);
+  float* const sy2 = sum(sums::sy2);
+  const auto wide = [](float value) { return static_cast<double>(value); };
+  const auto add = [](float old, double term) { return static_cast<float>(static_cast<double>(old) + term); };
+  // One column after the other: the samples of a column are independent of each other.
+  for (int i = 0; i < count; ++i) sy[i] += d[i] * w;
+  for (int i = 0; i < count; ++i) sx2y[i] = add(sx2y[i], wide(d[i] * w) * x2[i]);
+  for (int i = 0; i < count; ++i) sx4y[i] = add(sx4y[i], wide(d[i] * w) * (x2[i] * x2[i]));
+  for (int i = 0; i < count; ++i) sx0[i] = add(sx0[i], weight);
+  for (int i = 0; i < count; ++i) sx2[i] = add(sx2[i], weight * x2[i]);
+  for (int i = 0; i < count; ++i) sx4[i] = add(sx4[i], weight * (x2[i] * x2[i]));
+  for (int i = 0; i < count; ++i) sx6[i] = add(sx6[i], weight * (x2[i] * (x2[i] * x2[i])));
+  for (int i = 0; i < count; ++i) sx8[i] = add(sx8[i], weight * ((x2[i] * x2[i]) * (x2[i] * x2[i])));
+  for (int i = 0; i < count; ++i) sy2[i] += d[i] * (d[i] * w);
+}
 
 }  // namespace
 
@@ -31,14 +74,7 @@ void a_sahcic(float* s, const float* trace, const float* sloth, double* scratch,
   llv = std::min(llv, lastRow);
 
   if (offsetForm) {
-    const float x2 = offset * offset;
-    for (int i = flv; i <= llv; ++i) {
-      const float time = static_cast<float>(i - 1) * interval + start;
-      const float x2p = sloth[i] * x2;
-      const float straightRay = x2p / (time * time + x2p);
-      const float sin2 = time > 0.0f ? straightRay : 1.0f;
-      scratch[i - 1] = sin2 > upper || sin2 < lower ? rejected : static_cast<double>(sin2);
-    }
+    find_angles(sloth, scratch, flv, llv, start, interval, offset * offset, lower, upper);
   } else {
     const double sine = std::sin(static_cast<double>(offset / radian));
     const double sin2 = sine * sine;
@@ -57,26 +93,10 @@ void a_sahcic(float* s, const float* trace, const float* sloth, double* scratch,
   int runEnd = flv;
   while (runEnd < llv && !(scratch[runEnd] < 0.0)) ++runEnd;
 
-  // One column after the other: the samples of a column are independent of each other.
   const int rows = lastRow - firstRow + 1;
-  const auto accumulate = [=](int k, auto term) {
-    float* const sum = column(s, rows, k) + (flv - firstRow);
-    const float* const d = trace + (flv - 1);
-    const double* const x2 = scratch + (flv - 1);
-    for (int i = 0; i <= runEnd - flv; ++i) sum[i] = term(sum[i], d[i], x2[i]);
-  };
-  const double weight = static_cast<double>(w);
-  const auto wide = [](float value) { return static_cast<double>(value); };
-  const auto add = [](float sum, double term) { return static_cast<float>(static_cast<double>(sum) + term); };
-  accumulate(sums::sy, [=](float sum, float d, double) { return sum + d * w; });
-  accumulate(sums::sx2y, [=](float sum, float d, double u) { return add(sum, wide(d * w) * u); });
-  accumulate(sums::sx4y, [=](float sum, float d, double u) { return add(sum, wide(d * w) * (u * u)); });
-  accumulate(sums::sx0, [=](float sum, float, double) { return add(sum, weight); });
-  accumulate(sums::sx2, [=](float sum, float, double u) { return add(sum, weight * u); });
-  accumulate(sums::sx4, [=](float sum, float, double u) { return add(sum, weight * (u * u)); });
-  accumulate(sums::sx6, [=](float sum, float, double u) { return add(sum, weight * (u * (u * u))); });
-  accumulate(sums::sx8, [=](float sum, float, double u) { return add(sum, weight * ((u * u) * (u * u))); });
-  accumulate(sums::sy2, [=](float sum, float d, double) { return sum + d * (d * w); });
+  for (int i = flv; i <= runEnd; i += blockSamples) {
+    accumulate(s + (i - firstRow), rows, std::min(blockSamples, runEnd - i + 1), trace + (i - 1), scratch + (i - 1), w);
+  }
 
   fin = flv;
   lin = runEnd;

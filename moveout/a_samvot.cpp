@@ -3,16 +3,82 @@
 #include <cstddef>
 
 #include "host/vector.h"
+#include "host/wide.h"
 #include "moveout/moveout.h"
 
 namespace moveout {
 
-void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, float* trcoef, float* ifrc,
+namespace {
+
+constexpr int blockSamples = 64;  // output samples whose positions are found together
+
+/// What all output samples of a call share.
+struct Geometry {
+  float offset2, start, interval;
+  float half;                  ///< taps in front of the position
+  float base_begin, base_end;  ///< bases between the two are valid
+  float behind_trace;          ///< base that reads the zeros behind the trace
+};
+
+/// Where the filters of `count` samples lie: the input sample of the first tap, and the column of the bank, from 0.
+/// Samples are numbered from `first`; sloth belongs to the first of them.
+KORVANE_WIDE void find_positions(const Geometry& g, const float* sloth, int first, int count, int* base, int* column) {
+  const Geometry geometry = g;
+  for (int i = 0; i < count; ++i) {
+    const float zero_offset_time = static_cast<float>(first - 1 + i) * geometry.interval + geometry.start;
+    const float time = std::sqrt(sloth[i] * geometry.offset2 + zero_offset_time * zero_offset_time);
+    const float position = ((time - geometry.start) / geometry.interval - geometry.half) + 0.495f;
+    // Bases stay floats: a position may be infinite or not a number, and is then refused by the comparisons.
+    const float nearest = std::floor(position + 0.5f);
+    const float place = (position - nearest) * 100.0f + 51.0f;
+    const float upper = place < 100.0f ? place : 100.0f;
+    const float clamped = upper > 1.0f ? upper : 1.0f;
+    const float early = nearest > geometry.base_begin ? nearest : geometry.behind_trace;
+    const float valid = early < geometry.base_end ? early : geometry.behind_trace;
+    base[i] = static_cast<int>(valid + 1.0f);
+    column[i] = static_cast<int>(clamped) - 1;
+  }
+}
+
+/// Sum over the taps of one output sample, in ascending order from 0.
+template <int taps>
+float interpolate(const float* coefficient, const float* input) {
+  float sum = 0.0f;
+  for (int j = 0; j < taps; ++j) sum = coefficient[j] * input[j] + sum;
+  return sum;
+}
+
+template <int taps>
+void interpolate(const float* coef, const float* sample_zero, int count, const int* base, const int* column,
+                 float* out) {
+  for (int i = 0; i < count; ++i) out[i] = interpolate<taps>(coef + column[i] * taps, sample_zero + base[i]);
+}
+
+void interpolate(const float* coef, int taps, const float* sample_zero, int count, const int* base, const int* column,
+                 float* out) {
+  for (int i = 0; i < count; ++i) {
+    const float* const coefficient = coef + column[i] * taps;
+    const float* const input = sample_zero + base[i];
+    float sum = 0.0f;
+    for (int j = 0; j < taps; ++j) sum = coefficient[j] * input[j] + sum;
+    out[i] = sum;
+  }
+}
+
+}  // namespace
+
+void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, float* trcoef, float* /*ifrc*/,
               const int& nsin, const int& ncoef, const int& fsa, const int& lsa, const float& xoff, const int& iflv,
               const float& t0, const float& tsamp, int& nflv, int& nllv) noexcept {
   const int samples = nsin, taps = ncoef, first = fsa, last = lsa, first_live = iflv;
-  const float offset2 = xoff * xoff, start = t0, interval = tsamp;
   const int middle = taps / 2;  // tap, from 0, on the sample behind the position
+  const Geometry geometry{.offset2 = xoff * xoff,
+                          .start = t0,
+                          .interval = tsamp,
+                          .half = static_cast<float>(middle),
+                          .base_begin = static_cast<float>(first_live - taps),
+                          .base_end = static_cast<float>(samples),
+                          .behind_trace = static_cast<float>(samples) + 0.5f};
 
   float* const whole_sample = coef + static_cast<std::ptrdiff_t>(99) * taps;
   for (int j = 0; j < taps; ++j) whole_sample[j] = j == middle ? 1.0f : 0.0f;
@@ -22,54 +88,41 @@ void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, 
     return;
   }
 
-  // All arrays below count from 0 at sample fsa. trout carries first the positions, then the filter bases.
   const int n = last - first + 1;
-  float* const out = trout + (first - 1);
-  const float half = static_cast<float>(middle);
-  for (int m = 0; m < n; ++m) {
-    const float zero_offset_time = static_cast<float>(first - 1 + m) * interval + start;
-    const float time = std::sqrt(sloth[first + m] * offset2 + zero_offset_time * zero_offset_time);
-    out[m] = ((time - start) / interval - half) + 0.495f;
-  }
-
-  // Bases stay floats: a position may be infinite or not a number, and is then refused by the comparisons.
-  const float base_end = static_cast<float>(samples);
-  const float base_begin = static_cast<float>(first_live - taps);
-  const float behind_trace = static_cast<float>(samples) + 0.5f;
-  for (int m = 0; m < n; ++m) {
-    const float position = out[m];
-    const float base = std::floor(position + 0.5f);
-    const float column = (position - base) * 100.0f + 51.0f;
-    out[m] = base < base_end && base > base_begin ? base : behind_trace;
-    ifrc[m] = column >= 1.0f ? std::min(column, 100.0f) : 1.0f;
-  }
-
-  const auto coefficients = [=](int j) { return trcoef + static_cast<std::ptrdiff_t>(j) * n; };
-  const auto inputs = [=](int j) { return trcoef + static_cast<std::ptrdiff_t>(taps + j) * n; };
   const float* const sample_zero = trin + (taps - 1);
-  for (int j = 0; j < taps; ++j) {
-    const float tap = static_cast<float>(j + 1);
-    float* const coefficient = coefficients(j);
-    float* const input = inputs(j);
-    for (int m = 0; m < n; ++m) {
-      coefficient[m] = coef[(static_cast<int>(ifrc[m]) - 1) * taps + j];
-      input[m] = sample_zero[static_cast<int>(out[m] + tap)];
+  float* const out = trout + (first - 1);
+  float* const centre = trcoef;  // coefficient of the tap behind the position
+  for (int m = 0; m < n; m += blockSamples) {
+    const int count = std::min(blockSamples, n - m);
+    int base[blockSamples], column[blockSamples];
+    find_positions(geometry, sloth + first + m, first + m, count, base, column);
+    switch (taps) {
+      case 12:
+        interpolate<12>(coef, sample_zero, count, base, column, out + m);
+        break;
+      case 10:
+        interpolate<10>(coef, sample_zero, count, base, column, out + m);
+        break;
+      case 8:
+        interpolate<8>(coef, sample_zero, count, base, column, out + m);
+        break;
+      case 4:
+        interpolate<4>(coef, sample_zero, count, base, column, out + m);
+        break;
+      default:
+        interpolate(coef, taps, sample_zero, count, base, column, out + m);
     }
+    for (int i = 0; i < count; ++i) centre[m + i] = coef[column[i] * taps + middle];
   }
 
-  const float* const centre = coefficients(middle);
+  // What lies outside the first and the last coefficient that is not zero stays 0.
   int from = 0, to = n - 1;
   while (from < n - 1 && centre[from] == 0.0f) ++from;
   while (to > 0 && centre[to] == 0.0f) --to;
+  host::vclr(out, 1, std::min(from, n));
+  host::vclr(out + to + 1, 1, n - 1 - to);
   nflv = first + from;
   nllv = first + to;
-
-  host::vclr(out, 1, n);
-  for (int j = 0; j < taps; ++j) {
-    const float* const coefficient = coefficients(j);
-    const float* const input = inputs(j);
-    for (int m = from; m <= to; ++m) out[m] = coefficient[m] * input[m] + out[m];
-  }
 }
 
 }  // namespace moveout

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <numbers>
@@ -62,6 +63,41 @@ struct Trace {
   Fenced<float> bank, out;
   int range_first = -1, range_last = -1;
 };
+
+/// Output sample i by the definition.
+float defined(Trace& trace, int i) {
+  const float x2 = trace.offset * trace.offset;
+  const float t = static_cast<float>(i - 1) * trace.interval + trace.start;
+  const float u = std::sqrt(trace.sloth[i] * x2 + t * t);
+  const float position = ((u - trace.start) / trace.interval - static_cast<float>(trace.taps / 2)) + 0.495f;
+  const float base = std::floor(position + 0.5f);
+  if (!(base < static_cast<float>(trace.samples) && base > static_cast<float>(trace.first_live - trace.taps))) return 0;
+  const float column = (position - base) * 100.0f + 51.0f;
+  return trace.filtered(static_cast<int>(base), static_cast<int>(std::clamp(column, 1.0f, 100.0f)));
+}
+
+TEST(Moveout, GivesTheBitsOfTheDefinitionAtEveryLength) {
+  const unsigned seed = 12;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> slowness(1e-7f, 4e-7f);
+  for (const int taps : {2, 4, 6, 8, 10, 12}) {
+    for (const int n : {1, 2, 15, 16, 17, 63, 64, 65, 127, 128, 129, 200}) {
+      Trace trace(n, taps);
+      trace.randomise();
+      trace.interval = 0.004f;
+      for (float& s : trace.sloth) s = slowness(random);
+      for (const float offset : {0.0f, 37.0f, 480.0f, 2900.0f}) {
+        trace.offset = offset;
+        trace.first = 1;
+        trace.last = n;
+        trace.move_out();
+        for (int i = 1; i <= n; ++i)
+          ASSERT_EQ(trace.output(i), defined(trace, i)) << taps << " taps, " << n << ", " << i;
+      }
+    }
+  }
+}
 
 TEST(Moveout, AtZeroOffsetIsTheIdentity) {
   for (const int taps : {4, 8, 10, 12}) {
