@@ -118,6 +118,7 @@ class SegyData::Impl {
     int count = 0;
     for (const std::size_t behind = index_.behind(run_); run_ < behind; ++run_) {
       const TraceIndex::Run& run = index_.runs()[run_];
+      file_.expect(run.first, run.traces);
       for (int trace = run.first; trace < run.first + run.traces; ++trace, ++count) {
         read(trace, traces[count], heads[count]);
       }
@@ -184,6 +185,7 @@ class SegyData::Impl {
     const HeaderField samples = fields.at("SAMPLES"), interval = fields.at("INTERVAL");
 
     Tally otherSampling, live;
+    file_.expect(0, file_.traces());
     int firstCode = 0;
     for (int trace = 0; trace < file_.traces(); ++trace) {
       const TraceHeader header = file_.header(trace);

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -41,6 +42,8 @@ class SegyFile {
   const SegyFacts& facts() const { return facts_; }
   int traces() const { return facts_.traces; }
 
+  /// Announces that traces first .. first + count - 1 are read next: they are fetched together.
+  void expect(int first, int count);
   /// Trace header in big-endian order. `trace` counts from 0.
   TraceHeader header(int trace);
   /// The samples of a trace as floats: IBM floats exactly where single precision has the value, integers rounded to
@@ -50,6 +53,7 @@ class SegyFile {
  private:
   struct Close {
     void operator()(segy_file_handle* handle) const;
+    void operator()(std::FILE* stream) const;
   };
 
   void open();
@@ -58,16 +62,20 @@ class SegyFile {
   void chooseSampling();
   void countTraces();
   std::int64_t traceBytes(int samples) const;
-  void check(int error, int trace) const;
+  unsigned char* fetched(int trace);
   [[noreturn]] void refuse(const std::string& reason) const;
   void warn(const std::string& what) const;
 
   SegyInput input_;
   MessageSink& messages_;
   SegyFacts facts_;
-  std::unique_ptr<segy_file_handle, Close> handle_;
-  long firstTrace_ = 0;  // byte from 0
-  std::vector<unsigned char> buffer_;
+  std::unique_ptr<segy_file_handle, Close> handle_;  // file headers
+  std::unique_ptr<std::FILE, Close> stream_;         // traces
+  long firstTrace_ = 0;                              // byte from 0
+  std::vector<unsigned char> fetched_;               // whole traces as the file holds them
+  int fetchedFirst_ = 0, fetchedCount_ = 0;
+  int expectedEnd_ = 0;                // behind the last trace announced
+  std::vector<unsigned char> buffer_;  // samples of a trace while they are decoded
 };
 
 /// Name of a sample format code.

@@ -158,6 +158,7 @@ SegyScan scanSegy(const SegyInput& input, MessageSink& messages) {
   scan.facts = file.facts();
   std::vector<float> samples(static_cast<std::size_t>(scan.facts.samples));
   std::map<int, int> tracesOfKey;
+  file.expect(0, file.traces());
   int previousKey = std::numeric_limits<int>::min();
   for (int trace = 0; trace < file.traces(); ++trace) {
     const TraceHeader header = file.header(trace);

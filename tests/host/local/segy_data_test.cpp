@@ -322,7 +322,7 @@ TEST_F(SegyTest, WhatCannotBeReadIsNamedWithWhatToDo) {
 TEST_F(SegyTest, AFileThatShrinksWhileItIsReadStopsWithTheTrace) {
   SegyImage image;
   image.samples = 5000;
-  for (int i = 0; i < 3; ++i) image.add(i);
+  for (int i = 0; i < 80; ++i) image.add(i);  // more than is fetched at once
   SegyData data = open(image);
   std::filesystem::resize_file(input.file, 3600 + 20240 + 300);
   EXPECT_EQ(nextEnsemble(data).size(), 1u);
