@@ -8,6 +8,7 @@
 namespace korvane {
 
 void setFixedConstants(const Parameters& p, Constants& c) {
+  c.hdr = host::stdHdr();
   c.dtt = p.dt / 1000.0f;
   c.dx = 1.0f / c.dtt;
   c.rad = 0.017453292f;

@@ -31,35 +31,33 @@ struct Ensemble {
 
 /// The parts of the sector's arrays.
 struct SectorWork {
-  float *sloth, *slothi, *vels, *sumrun, *tnmo, *roffset;
+  float *sloth, *slothi, *vels, *sumrun;
   int& num;
 
   SectorWork(const RunState& run, Work& w, int sector)
       : SectorWork(w, static_cast<std::size_t>(sector), static_cast<std::size_t>(run.parameters.nt),
-                   static_cast<std::size_t>(run.parameters.nx), static_cast<std::size_t>(run.constants.isrun)) {}
+                   static_cast<std::size_t>(run.constants.isrun)) {}
 
  private:
-  SectorWork(Work& w, std::size_t s, std::size_t nt, std::size_t nx, std::size_t isrun)
+  SectorWork(Work& w, std::size_t s, std::size_t nt, std::size_t isrun)
       : sloth(&w.sloth[s * (nt + 2)]),
         slothi(&w.slothi[s * (nt + 2)]),
         vels(&w.vels[s * nt]),
         sumrun(&w.sumrun[s * nt * isrun]),
-        tnmo(&w.tnmo[s * nx * nt]),
-        roffset(&w.roffset[s * nx]),
         num(w.num[s]) {}
 };
 
-const std::int32_t* firstLive(const Work& w, int traces) {
+const std::int32_t* firstLive(const Constants& c, const Work& w, int traces) {
   for (int j = 0; j < traces; ++j) {
     const std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
-    if (isLive(head, host::stdHdr().itrc_type)) return head;
+    if (isLive(head, c.hdr.itrc_type)) return head;
   }
   return nullptr;
 }
 
 // reads: parameters, work.iheads
-Ensemble findCdp(const Parameters& p, const Work& w, int traces, const std::int32_t* live) {
-  const host::StandardHeaders& hdr = host::stdHdr();
+Ensemble findCdp(const Parameters& p, const Constants& c, const Work& w, int traces, const std::int32_t* live) {
+  const host::StandardHeaders& hdr = c.hdr;
   const std::int32_t* source = live;
   if (p.isgather) {
     // a supergather stands at the CDP that it is named after
@@ -122,7 +120,7 @@ void makeSlowness(const RunState& run, Work& w) {
 // reads: parameters, constants
 int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* head) {
   if (p.iazimuth == 0) return 0;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = c.hdr;
   const float sourceX = standardFloat(head, hdr.isou_x), sourceY = standardFloat(head, hdr.isou_y);
   const float receiverX = standardFloat(head, hdr.irec_x), receiverY = standardFloat(head, hdr.irec_y);
   const float dX = receiverX - sourceX;
@@ -137,6 +135,7 @@ int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* h
         static_cast<float>(std::atan2(static_cast<double>(dX), static_cast<double>(dY)) / static_cast<double>(c.rad));
     if (dX < 0.0f) azimuth += 360.0f;
   }
+  if (!(azimuth >= 0.0f && azimuth <= 360.0f)) return 0;  // coordinates that are no numbers
   // an azimuth that rounds to 360 belongs to sector 0
   return static_cast<int>(azimuth / p.zazim) % p.nazim;
 }
@@ -147,20 +146,19 @@ bool emitsPrestack(const RunState& run) {
 
 /// Moves one live trace out, shifts it by its static, adds it to its sector's angle sums.
 // reads: parameters, constants, stores.istore, work.sloth
-// writes: work.trsave, tnmo, roffset, num, sumrun, scratch; output traces
+// writes: work.trsave, tnmo, num, sumrun, scratch; output traces
 void analyseTrace(const RunState& run, const Ensemble& ensemble, int j, Work& w) {
   const Parameters& p = run.parameters;
   const Constants& c = run.constants;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
 
   const int s = azimuthSector(p, c, head);
   const SectorWork sector(run, w, s);
   const float offset = std::abs(standardFloat(head, hdr.ioffset));
-  sector.roffset[sector.num] = offset;
   if (run.numiter > 1 && run.stores.istore[rowStart(p, s, ensemble.kcdp, 1)] == 0) return;
 
-  float* moved = sector.tnmo + static_cast<std::ptrdiff_t>(sector.num) * p.nt;
+  float* moved = w.tnmo.data();
   std::fill_n(w.trsave.begin(), p.nt + 2 * c.ilen, 0.0f);
   std::copy_n(w.traces[static_cast<std::size_t>(j)], p.nt, w.trsave.begin() + c.ilen);
   int first = 1, last = p.nt;
@@ -186,7 +184,7 @@ void analyseTrace(const RunState& run, const Ensemble& ensemble, int j, Work& w)
 /// Velocity trace of a sector; a sector without enough traces ends its output with it.
 // reads: parameters, work.vels, num   writes: the header; output traces
 void putVelocityTrace(const RunState& run, Work& w, int s, std::int32_t* head) {
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   const SectorWork sector(run, w, s);
   standardWord(head, hdr.itrc_type) = 51;
   standardWord(head, hdr.itr_fold) = 0;
@@ -198,7 +196,7 @@ void putVelocityTrace(const RunState& run, Work& w, int s, std::int32_t* head) {
 // reads: parameters, work.tro   writes: the header, scratch; output traces
 void putAttributeTraces(const RunState& run, Work& w, int s, std::int32_t* head) {
   const Parameters& p = run.parameters;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   float* trace = w.tempTrc1.data();
   std::fill_n(trace, p.nt, 0.0f);
   std::copy_n(w.tro.data(), p.idiff, trace);
@@ -264,7 +262,7 @@ void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
   std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
   std::fill(w.num.begin(), w.num.end(), 0);
   for (int j = 0; j < ensemble.traces; ++j) {
-    if (isLive(w.iheads[static_cast<std::size_t>(j)], host::stdHdr().itrc_type)) analyseTrace(run, ensemble, j, w);
+    if (isLive(w.iheads[static_cast<std::size_t>(j)], run.constants.hdr.itrc_type)) analyseTrace(run, ensemble, j, w);
   }
   std::int32_t* lastHead = w.iheads[static_cast<std::size_t>(ensemble.traces - 1)];
   for (int s = 0; s < p.nazim; ++s) finishSector(run, ensemble, s, lastHead, w);
@@ -337,7 +335,7 @@ enum class PassChange { none, newPass, outputPass };
 /// Moves on to the pass that the trace belongs to, when that is a new one.
 // reads: parameters   writes: numiter, stores
 PassChange changePass(RunState& run, const std::int32_t* live, Analyses& analyses) {
-  if (standardWord(live, host::stdHdr().idiskiter) == run.numiter) return PassChange::none;
+  if (standardWord(live, run.constants.hdr.idiskiter) == run.numiter) return PassChange::none;
   analyses.finish();
   ++run.numiter;
   if (run.numiter > 1) {
@@ -353,7 +351,7 @@ PassChange changePass(RunState& run, const std::int32_t* live, Analyses& analyse
 
 /// Takes the ensemble in hand into the pass that it belongs to. @return false when that is the output pass
 bool takeEnsemble(RunState& run, int traces, Work& w, Analyses& analyses) {
-  const std::int32_t* live = firstLive(w, traces);
+  const std::int32_t* live = firstLive(run.constants, w, traces);
   PassChange change;
   do {  // the ensemble that opens a pass counts in the pass before it too
     run.numTraces += traces;
@@ -362,8 +360,8 @@ bool takeEnsemble(RunState& run, int traces, Work& w, Analyses& analyses) {
     if (change == PassChange::outputPass) return false;
   } while (change == PassChange::newPass);
 
-  Ensemble ensemble = findCdp(run.parameters, w, traces, live);
-  const std::optional<int> slot = gridSlot(run.parameters, live, ensemble.cdp);
+  Ensemble ensemble = findCdp(run.parameters, run.constants, w, traces, live);
+  const std::optional<int> slot = gridSlot(run.parameters, run.constants, live, ensemble.cdp);
   if (!slot) return true;
   ensemble.kcdp = *slot;
   if (run.numiter == 1) takeInputVelocity(run, ensemble, w);

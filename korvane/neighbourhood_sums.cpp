@@ -16,9 +16,8 @@ namespace korvane {
 
 namespace {
 
-constexpr int quantities = 5;                             // |A|^2, |B|^2, real and imaginary part of A conj(B), weight
-constexpr int blockSamples = 64;                          // samples that share a certificate
-constexpr std::size_t tileBytes = std::size_t{64} << 20;  // held for the crosslines of a tile
+constexpr int quantities = 5;     // |A|^2, |B|^2, real and imaginary part of A conj(B), weight
+constexpr int blockSamples = 64;  // samples that share a certificate
 
 /// Least and largest exponent field of the non-zero values of one quantity in one block of samples.
 struct Exponents {
@@ -97,28 +96,30 @@ void exchange(double* sums, const double* entering, const double* leaving, int c
 
 class NeighbourhoodSums::Impl {
  public:
-  Impl(const Parameters& parameters, const Stores& stores, int sector)
+  Impl(const Parameters& parameters, std::size_t tileBytes)
       : p_(parameters),
-        stores_(stores),
-        sector_(sector),
-        ns_(parameters.idiff),
+        halfInlines_(std::min(p_.numxsum2, p_.itlines)),
+        halfCrosslines_(std::min(p_.numysum2, p_.xtlines)),
+        ns_(p_.idiff),
         blocks_((ns_ + blockSamples - 1) / blockSamples),
-        ringRows_(std::min(2 * parameters.numxsum2 + 2, parameters.itlines)) {
+        ringRows_(static_cast<int>(std::min(std::int64_t{2} * halfInlines_ + 2, std::int64_t{p_.itlines}))) {
     // a slide holds the terms of one inline or crossline more than the neighbourhood
-    const double terms =
-        (2.0 * std::min(p_.numxsum2, p_.itlines) + 2.0) * (2.0 * std::min(p_.numysum2, p_.xtlines) + 2.0);
+    const double terms = (2.0 * halfInlines_ + 2.0) * (2.0 * halfCrosslines_ + 2.0);
     int bits = 0;
     while (static_cast<double>(std::uint64_t{1} << bits) < terms) ++bits;
     spread_ = 29 - bits;
+    makeTile(tileBytes);
   }
 
-  void sweep(const std::function<void(const NeighbourhoodTotals&)>& visit, const std::function<void(int)>& done) {
-    const int width = tileWidth();
+  void sweep(const Stores& stores, int sector, const std::function<void(const NeighbourhoodTotals&)>& visit,
+             const std::function<void(int)>& done) {
+    stores_ = stores;
+    sector_ = sector;
     int visited = 0;
-    for (int from = 0; from < p_.xtlines; from += width) {
-      tile_ = {from, std::min(from + width, p_.xtlines) - 1};
-      halo_ = {std::max(tile_.from - p_.numysum2, 0), std::min(tile_.to + p_.numysum2, p_.xtlines - 1)};
-      prepareTile();
+    for (int from = 0; from < p_.xtlines; from += tileWidth_) {
+      tile_ = {from, std::min(from + tileWidth_, p_.xtlines) - 1};
+      halo_ = {std::max(tile_.from - halfCrosslines_, 0), std::min(tile_.to + halfCrosslines_, p_.xtlines - 1)};
+      clearColumns();
       for (int il = 0; il < p_.itlines; ++il) {
         tbb::parallel_for(halo_.from, halo_.to + 1, [&](int ix) { advanceColumn(il, ix); });
         tbb::parallel_for(tbb::blocked_range<int>(tile_.from, tile_.to + 1, 16), [&](const auto& stretch) {
@@ -145,29 +146,34 @@ class NeighbourhoodSums::Impl {
     }
   }
 
-  /// Crosslines of a tile: as many as memory is set aside for, and enough to make up for its halo.
-  int tileWidth() const {
+  /// As many crosslines as the bytes hold, and enough to make up for the halo.
+  void makeTile(std::size_t bytes) {
     const std::size_t values = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_);
-    const std::size_t column = values * (4 * static_cast<std::size_t>(ringRows_) + 8);
-    const std::size_t halo = 2 * static_cast<std::size_t>(std::min(p_.numysum2, p_.xtlines));
-    const std::size_t width = std::max(tileBytes / column, 4 * halo + 16) - halo;
-    return static_cast<int>(std::min(width, static_cast<std::size_t>(p_.xtlines)));
-  }
+    const std::size_t cells = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(blocks_);
+    const std::size_t crosslines = static_cast<std::size_t>(p_.xtlines);
+    const std::size_t rows = static_cast<std::size_t>(ringRows_);
+    const std::size_t halo = 2 * static_cast<std::size_t>(halfCrosslines_);
+    const std::size_t held = std::max(bytes / (values * (4 * rows + 8)), 2 * halo + 16);
+    tileWidth_ = static_cast<int>(std::min(held - halo, crosslines));
 
-  void prepareTile() {
-    const auto width = static_cast<std::size_t>(halo_.to - halo_.from + 1);
-    const auto values = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_);
-    const auto cells = static_cast<std::size_t>(quantities * blocks_);
-    ring_.resize(width * static_cast<std::size_t>(ringRows_));
+    columns_.resize(std::min(static_cast<std::size_t>(tileWidth_) + halo, crosslines));
+    for (Column& column : columns_) {
+      column.sums.resize(values);
+      column.exponents.resize(cells);
+      column.valid.resize(cells);
+    }
+    ring_.resize(columns_.size() * rows);
     for (Smoothed& cdp : ring_) {
       cdp.values.resize(values);
       cdp.exponents.resize(cells);
     }
-    columns_.resize(width);
+  }
+
+  void clearColumns() {
     for (Column& column : columns_) {
-      column.sums.assign(values, 0.0);
-      column.exponents.assign(cells, {});
-      column.valid.assign(cells, 1);
+      std::fill(column.sums.begin(), column.sums.end(), 0.0);
+      std::fill(column.exponents.begin(), column.exponents.end(), Exponents{});
+      std::fill(column.valid.begin(), column.valid.end(), std::uint8_t{1});
     }
   }
 
@@ -313,28 +319,31 @@ class NeighbourhoodSums::Impl {
     }
   }
 
-  const Parameters& p_;
-  const Stores& stores_;
-  int sector_;
+  const Parameters p_;
+  Stores stores_;
+  int sector_ = 0;
+  int halfInlines_, halfCrosslines_;  ///< of the neighbourhood
   int ns_;
   int blocks_;
-  int ringRows_;  ///< inlines whose smoothed products are held: a neighbourhood and the one that leaves it
-  int spread_;    ///< largest difference of exponents whose sums are exact
-  Span tile_{};   ///< crosslines visited
-  Span halo_{};   ///< crosslines summed
+  int ringRows_;       ///< inlines whose smoothed products are held: a neighbourhood and the one that leaves it
+  int spread_ = 0;     ///< largest difference of exponents whose sums are exact
+  int tileWidth_ = 0;  ///< crosslines of a tile
+  Span tile_{};        ///< crosslines visited
+  Span halo_{};        ///< crosslines summed
   std::vector<Smoothed> ring_;
   std::vector<Column> columns_;
   tbb::enumerable_thread_specific<SmoothingWork> smoothingWork_;
   tbb::enumerable_thread_specific<Window> windows_;
 };
 
-NeighbourhoodSums::NeighbourhoodSums(const Parameters& parameters, const Stores& stores, int sector)
-    : impl_(std::make_unique<Impl>(parameters, stores, sector)) {}
+NeighbourhoodSums::NeighbourhoodSums(const Parameters& parameters, std::size_t tileBytes)
+    : impl_(std::make_unique<Impl>(parameters, tileBytes)) {}
 NeighbourhoodSums::~NeighbourhoodSums() = default;
 
-void NeighbourhoodSums::sweep(const std::function<void(const NeighbourhoodTotals&)>& visit,
+void NeighbourhoodSums::sweep(const Stores& stores, int sector,
+                              const std::function<void(const NeighbourhoodTotals&)>& visit,
                               const std::function<void(int)>& done) {
-  impl_->sweep(visit, done);
+  impl_->sweep(stores, sector, visit, done);
 }
 
 }  // namespace korvane

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -26,12 +26,15 @@ struct NeighbourhoodTotals {
 /// position to position. Where it does not, the block is added up neighbour by neighbour.
 class NeighbourhoodSums {
  public:
-  NeighbourhoodSums(const Parameters& parameters, const Stores& stores, int sector);
+  /// Makes the arrays for a tile of crosslines.
+  /// @param tileBytes  set aside for them; a large neighbourhood takes more, to make up for the tile's halo
+  explicit NeighbourhoodSums(const Parameters& parameters, std::size_t tileBytes = std::size_t{64} << 20);
   ~NeighbourhoodSums();
 
-  /// Calls `visit` for every grid position, from several threads at a time, and between, from the calling thread,
-  /// `done` with the number of positions visited so far.
-  void sweep(const std::function<void(const NeighbourhoodTotals&)>& visit, const std::function<void(int)>& done);
+  /// Calls `visit` for every position of the sector's grid, from several threads at a time, and between, from the
+  /// calling thread, `done` with the number of positions visited so far.
+  void sweep(const Stores& stores, int sector, const std::function<void(const NeighbourhoodTotals&)>& visit,
+             const std::function<void(int)>& done);
 
  private:
   class Impl;

@@ -46,12 +46,12 @@ bool hasResults(const RunState& run, int kcdp) {
 // reads: parameters, stores.istore, work.traces, work.iheads
 bool chooseTrace(RunState& run, int traces, Chosen& chosen) {
   const Parameters& p = run.parameters;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   for (int j = 0; j < traces; ++j) {
     std::int32_t* head = run.work.iheads[static_cast<std::size_t>(j)];
     if (!isLive(head, hdr.itrc_type)) continue;
     const int cdp = standardWord(head, hdr.icdp);
-    const std::optional<int> kcdp = gridSlot(p, head, cdp);
+    const std::optional<int> kcdp = gridSlot(p, run.constants, head, cdp);
     if (!kcdp) return false;
     if (!hasResults(run, *kcdp)) continue;
     chosen = {.trace = run.work.traces[static_cast<std::size_t>(j)], .head = head, .cdp = cdp, .kcdp = *kcdp};
@@ -66,7 +66,7 @@ Window horizonWindow(RunState& run, int cdp, HorizonSamples& horizons) {
   Tables& tables = run.tables;
   for (int j = 1; j <= tables.nahorz; ++j) {
     host::tblInterpXY(tables.hortable, static_cast<float>(j), static_cast<float>(cdp), tables.zvals.data());
-    (j == 1 ? horizons.n4 : horizons.n5) = static_cast<int>(tables.zvals[2] / p.dt - 1.0f);
+    (j == 1 ? horizons.n4 : horizons.n5) = truncated(tables.zvals[2] / p.dt - 1.0f);
   }
   if (tables.nahorz == 1) {
     horizons.n5 = horizons.n4;
@@ -124,9 +124,9 @@ int composeOutput(RunState& run, int code, int sector, int kcdp, const Window& w
 // reads: parameters, stores, work.vels   writes: the chosen trace and header, work.tempTrc1; output traces
 void putSectorTraces(RunState& run, int sector, const Chosen& chosen, const Window& window) {
   const Parameters& p = run.parameters;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   for (const float entry : p.outtrc) {
-    const int type = composeOutput(run, static_cast<int>(entry), sector, chosen.kcdp, window);
+    const int type = composeOutput(run, truncated(entry), sector, chosen.kcdp, window);
     if (type == 0) continue;
     std::copy_n(run.work.tempTrc1.data(), p.nt, chosen.trace);
     standardWord(chosen.head, hdr.itrc_type) = type;
@@ -195,7 +195,7 @@ void addAzimuthalFunctions(RunState& run, const Chosen& chosen, const Window& wi
 
 void outputEnsemble(RunState& run, int traces, HorizonSamples& horizons) {
   const Parameters& p = run.parameters;
-  const host::StandardHeaders& hdr = host::stdHdr();
+  const host::StandardHeaders& hdr = run.constants.hdr;
   Chosen chosen{};
   if (!chooseTrace(run, traces, chosen)) return;
   inputVelocity(p, run.tables, chosen.cdp, standardFloat(chosen.head, hdr.icdp_x),

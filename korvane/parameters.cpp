@@ -26,11 +26,11 @@ std::string getString(const char* key) {
   return value;
 }
 
-int samples(int ms, float dt) { return static_cast<int>(static_cast<float>(ms) / dt); }
+int samples(int ms, float dt) { return truncated(static_cast<float>(ms) / dt); }
 
 int oddWidth(int asked) {
-  const int odd = asked % 2 == 0 ? asked - 1 : asked;
-  return std::max(odd, 1);
+  if (asked < 1) return 1;
+  return asked % 2 == 0 ? asked - 1 : asked;
 }
 
 float squaredSine(float degrees, float rad) {
@@ -112,8 +112,7 @@ void readInputName(Parameters& p) { p.cvelname = getString("VELNAME"); }
 void readFilters(Parameters& p) {
   p.ivelfilt = getInt("VELFILT");
   if (p.ivelfilt > 0) {
-    const float quotient = static_cast<float>(p.ivelfilt) / p.dt;
-    p.ivelfilt = quotient < 2.0f ? 2 : static_cast<int>(quotient);
+    p.ivelfilt = std::max(samples(p.ivelfilt, p.dt), 2);
   }
   p.ifold = getInt("FOLD");
   p.icorrwin = samples(getInt("CORRWIN"), p.dt);
@@ -165,14 +164,14 @@ void readOutputs(Parameters& p) {
   }
   p.outtrc = decodeList(list);
   p.outlen = static_cast<int>(p.outtrc.size());
-  const auto leavesVelocities = [](float entry) { return static_cast<int>(entry) == 5; };
+  const auto leavesVelocities = [](float entry) { return truncated(entry) == 5; };
   p.skipVel = std::any_of(p.outtrc.begin(), p.outtrc.end(), leavesVelocities) ? 1 : 0;
 
   p.outvel = getInt("OUTVEL");
   if (p.outvel == 0) return;
   p.ivelmeth = getInt("VELMETH");
   p.velsamp = getFloat("VELSAMP");
-  p.ntt = static_cast<int>(static_cast<float>(p.nt) * p.dt / p.velsamp);
+  p.ntt = truncated(static_cast<float>(p.nt) * p.dt / p.velsamp);
   p.tlocs.resize(static_cast<std::size_t>(p.ntt));
   for (int k = 0; k < p.ntt; ++k) p.tlocs[static_cast<std::size_t>(k)] = static_cast<float>(k) * p.velsamp;
   p.cvelnamo = getString(p.iazimuth != 0 ? "VAZNAMO" : "VELNAMO");

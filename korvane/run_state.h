@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -64,16 +66,17 @@ struct Parameters {
 
 /// What follows from the parameters, const after start-up.
 struct Constants {
-  float dtt = 0.0f;     ///< sample interval, s
-  float dx = 0.0f;      ///< sampling frequency, Hz
-  float rad = 0.0f;     ///< radians per degree
-  int isrun = 0;        ///< columns of the angle sums
-  int iout = 0;         ///< columns of the AVO engine's output
-  int ihilbt = 0;       ///< Hilbert filter length
-  int mmxh = 0;         ///< capacity of the band filters: lags -mmxh .. mmxh
-  int ifndx = 0;        ///< their half-length
-  int nparm = 0;        ///< length of the AVO parameter block
-  float avopct = 0.0f;  ///< damping of the AVO fit, dB
+  host::StandardHeaders hdr;  ///< header words, counted from 1
+  float dtt = 0.0f;           ///< sample interval, s
+  float dx = 0.0f;            ///< sampling frequency, Hz
+  float rad = 0.0f;           ///< radians per degree
+  int isrun = 0;              ///< columns of the angle sums
+  int iout = 0;               ///< columns of the AVO engine's output
+  int ihilbt = 0;             ///< Hilbert filter length
+  int mmxh = 0;               ///< capacity of the band filters: lags -mmxh .. mmxh
+  int ifndx = 0;              ///< their half-length
+  int nparm = 0;              ///< length of the AVO parameter block
+  float avopct = 0.0f;        ///< damping of the AVO fit, dB
   float qfactor = 0.0f;
   int miniv = 0, maxiv = 0;            ///< interval velocity limits
   int minsv = 0, maxsv = 0;            ///< RMS velocity limits
@@ -118,8 +121,7 @@ struct Work {
   std::vector<float> rcoef;           ///< filter bank of this flow: moveout rewrites its last column
   std::vector<float> sloth, slothi;   ///< nazim x (nt + 2): squared slowness
   std::vector<float> trsave;          ///< a trace between ilen zeros on either side
-  std::vector<float> tnmo;            ///< nazim x nx x nt: moved-out traces
-  std::vector<float> roffset;         ///< nazim x nx: absolute offsets
+  std::vector<float> tnmo;            ///< a moved-out trace; in the output pass nazim functions of ntt
   std::vector<float> tempTrc1, tempTrc2, tempTrc3;
   std::vector<double> sin2;   ///< nt: squared sines of a trace's angles
   std::vector<float> tro;     ///< A, then B, of idiff each
@@ -130,17 +132,27 @@ struct Work {
   std::vector<float> outcom;  ///< iout x nt: output of the AVO engine
 };
 
+class NeighbourhoodSums;
+
 /// One run.
 struct RunState {
   Parameters parameters;
   Constants constants;
   Tables tables;
   Stores stores;
-  Work work;                   ///< of the ensemble in hand, outside the gather pass
-  std::vector<Work> flows;     ///< of the ensembles that the gather pass has under way
-  int numiter = 0;             ///< current pass over the data
-  std::int64_t numTraces = 0;  ///< traces of the analysed ensembles, over all passes
+  Work work;                                          ///< of the ensemble in hand, outside the gather pass
+  std::vector<Work> flows;                            ///< of the ensembles that the gather pass has under way
+  std::shared_ptr<NeighbourhoodSums> neighbourhoods;  ///< arrays of the update pass
+  int numiter = 0;                                    ///< current pass over the data
+  std::int64_t numTraces = 0;                         ///< traces of the analysed ensembles, over all passes
 };
+
+/// Whole part of a value, cut off at what an int holds.
+inline int truncated(float value) {
+  constexpr float beyond = 2147483648.0f;
+  if (value >= beyond) return std::numeric_limits<int>::max();
+  return value > -beyond ? static_cast<int>(value) : std::numeric_limits<int>::min();
+}
 
 /// Start of row (sector, slot) in a store whose rows hold `length` values.
 inline std::int64_t rowStart(const Parameters& p, int sector, int slot, int length) {

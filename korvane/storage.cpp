@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <new>
 
+#include "korvane/neighbourhood_sums.h"
+
 namespace korvane {
 
 namespace {
@@ -62,8 +64,7 @@ void makeWork(const Sizes& n, const Constants& c, Work& w) {
   w.sloth.resize((n.nt + 2) * n.nazim);
   w.slothi.resize((n.nt + 2) * n.nazim);
   w.trsave.resize(std::max(2 * n.nt, n.nt + 2 * n.ilen));
-  w.tnmo.resize(std::max(n.nx * n.nt, n.ntt) * n.nazim);
-  w.roffset.resize(n.nx * n.nazim);
+  w.tnmo.resize(std::max(n.nt, n.ntt * n.nazim));
   // the output pass lays three rounds of sectors, or an output function, into the scratch traces
   const std::size_t scratch = std::max({n.nt, n.ntt, 4 * n.nazim});
   w.tempTrc1.resize(std::max(2 * n.nt * n.ilen, scratch));
@@ -112,10 +113,12 @@ void makeStorage(RunState& run) {
     makeWork(n, run.constants, run.work);
     run.flows.resize(flows);
     for (Work& flow : run.flows) makeWork(n, run.constants, flow);
+    run.neighbourhoods = std::make_shared<NeighbourhoodSums>(p);
   } catch (const std::bad_alloc&) {
-    const double gatherMegabytes = static_cast<double>(n.nx * n.nazim * n.nt) * 4.0 / 1048576.0;
-    host::stErrFatal("%s: Not enough memory for the work arrays: about %.0f MB are needed.", toolName,
-                     (reportedMegabytes(n) + gatherMegabytes) * static_cast<double>(flows + 1));
+    host::stErrFatal(
+        "%s: Not enough memory for the work arrays: about %.0f MB for the gathers, and what sums over "
+        "%d by %d CDPs take. Fewer threads or a smaller neighbourhood (NUMXSUM, NUMYSUM) take less.",
+        toolName, reportedMegabytes(n) * static_cast<double>(flows + 1), p.numxsum, p.numysum);
   }
 
   Stores& s = run.stores;

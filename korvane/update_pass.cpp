@@ -91,14 +91,13 @@ void updatePass(RunState& run) {
   tbb::enumerable_thread_specific<RevisionWork> work([&] { return RevisionWork(p); });
   for (int s = 0; s < p.nazim; ++s) {
     Progress progress(p, s);
-    NeighbourhoodSums sums(p, st, s);
     const auto visit = [&](const NeighbourhoodTotals& totals) {
       if (totals.count < p.ifold) return;
       RevisionWork& w = work.local();
       estimateError(p, totals, w);
       revise(p, run.constants, totals, s, st, w);
     };
-    sums.sweep(visit, [&](int positions) { progress.upTo(positions); });
+    run.neighbourhoods->sweep(st, s, visit, [&](int positions) { progress.upTo(positions); });
   }
 }
 

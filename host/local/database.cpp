@@ -233,6 +233,8 @@ std::unique_ptr<Table> Database::load(const std::string& type, const std::string
         impl_->refuse(label, x,
                       std::to_string(times->size()) + " times with " + std::to_string(zCount) + " values each, but " +
                           std::to_string(values->size()) + " values");
+      if (type != "AHZ" && std::any_of(values->begin(), values->end(), [](float v) { return v <= 0.0f; }))
+        impl_->refuse(label, x, "it has a velocity that is not above 0");
       if (rows.getColumn(1).isNull() != rows.getColumn(2).isNull())
         impl_->refuse(label, x, "its map position is incomplete");
       for (std::size_t k = 0; k < times->size(); ++k)

@@ -53,6 +53,9 @@ class RunOutput : public TraceSink {
     if (file_.output) output_.emplace(*file_.output, data_, notes());
   }
   void put(const float* trace, const std::int32_t* head) override { output_->put(trace, head); }
+  void secure() {
+    if (output_) output_->secure();
+  }
   void finish() {
     if (output_) output_->finish();
   }
@@ -76,8 +79,8 @@ class RunOutput : public TraceSink {
 /// The database's tables, with the positions of the CDPs that the data know.
 class RunTables : public TableStore {
  public:
-  RunTables(const JobFile& file, Database& database, const SegyData& data, MessageSink& messages)
-      : file_(file), database_(database), data_(data), messages_(messages) {
+  RunTables(const JobFile& file, Database& database, const SegyData& data, RunOutput& output, MessageSink& messages)
+      : file_(file), database_(database), data_(data), output_(output), messages_(messages) {
     const ParameterSet& parameters = file.parameters;
     for (const auto& [when, type, key] : {std::tuple{ReadWhen::ordinaryTable, "VEL", "VELNAMO"},
                                           std::tuple{ReadWhen::azimuthalTable, "VAZ", "VAZNAMO"}}) {
@@ -102,6 +105,7 @@ class RunTables : public TableStore {
 
   void save(Table& table, const std::string& type) override {
     place(table, type);
+    output_.secure();  // a full disk leaves the earlier table too
     database_.save(table, type);
     if (!table.functions().empty()) return;
     messages_.warn(file_.database.string() + ": the " + type + " table \"" + table.name() +
@@ -124,6 +128,7 @@ class RunTables : public TableStore {
   const JobFile& file_;
   Database& database_;
   const SegyData& data_;
+  RunOutput& output_;
   MessageSink& messages_;
   std::set<std::pair<std::string, std::string>> outputs_;
 };
@@ -143,7 +148,7 @@ class LocalJob::Impl : public RunLink {
         file_(checked(file, data_)),
         input_(data_),
         output_(file, data_, version),
-        tables_(file, database_, data_, messages),
+        tables_(file, database_, data_, output_, messages),
         store_(file.scratch, messages),
         job_{.runtime = {.samprat = data_.interval(),
                          .numsmp = data_.samples(),

@@ -226,7 +226,9 @@ void ParameterSet::checkPair(const char* least, const char* most) const {
 }
 
 void ParameterSet::warnOfSmallNeighbourhood(MessageSink& messages) const {
-  const auto width = [&](const char* key) { return std::max(integer(key) - (integer(key) % 2 == 0 ? 1 : 0), 1); };
+  const auto width = [&](const char* key) {
+    return integer(key) < 1 ? 1 : integer(key) - (integer(key) % 2 == 0 ? 1 : 0);
+  };
   const double cdps = static_cast<double>(width("NUMYSUM")) * (is3D_ ? width("NUMXSUM") : 1);
   if (integer("FOLD") <= cdps) return;
   messages.warn(where("FOLD") + ": more than the " + shown(cdps) + " CDPs of a neighbourhood (" +

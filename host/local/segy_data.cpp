@@ -231,11 +231,11 @@ class SegyData::Impl {
     bool oddHeader = false;
     for (const DeliveredHeader& delivered : deliveredHeaders_) {
       double value = readField(header, delivered.field);
-      if (!std::isfinite(value)) {
+      if (delivered.meaning == Meaning::coordinate) value = scaled(value, scalar);
+      if (!std::isfinite(static_cast<float>(value))) {
         oddHeader = true;
         value = 0.0;
       }
-      if (delivered.meaning == Meaning::coordinate) value = scaled(value, scalar);
       head[delivered.word] = delivered.meaning == Meaning::integer
                                  ? wholeNumber(value)
                                  : std::bit_cast<std::int32_t>(static_cast<float>(value));
@@ -256,7 +256,8 @@ class SegyData::Impl {
 
   void reportFaults() {
     if (notFinite_) warn(notFinite_.text() + " with samples that are no finite numbers; taken as dead.");
-    if (oddHeaders_) warn(oddHeaders_.text() + " with float headers that are no finite numbers; those are taken as 0.");
+    if (oddHeaders_)
+      warn(oddHeaders_.text() + " with headers that are no finite numbers in single precision; those are taken as 0.");
     notFinite_ = oddHeaders_ = Tally();
   }
 

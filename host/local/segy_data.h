@@ -56,6 +56,8 @@ class SegyOutput : public TraceSink {
   SegyOutput(std::filesystem::path target, const SegyData& input, const std::vector<std::string>& notes);
   ~SegyOutput() override;
   void put(const float* trace, const std::int32_t* head) override;
+  /// Brings all traces to the disk.
+  void secure();
   /// Makes the file the target. Without it the target stays as it was.
   void finish();
 

@@ -52,6 +52,7 @@ class SegyOutput::Impl {
     writer_.write(header, trace);
   }
 
+  void secure() { writer_.secure(); }
   void finish() { writer_.commit(); }
 
  private:
@@ -64,6 +65,7 @@ SegyOutput::SegyOutput(std::filesystem::path target, const SegyData& input, cons
 SegyOutput::~SegyOutput() = default;
 
 void SegyOutput::put(const float* trace, const std::int32_t* head) { impl_->put(trace, head); }
+void SegyOutput::secure() { impl_->secure(); }
 void SegyOutput::finish() { impl_->finish(); }
 
 }  // namespace host::local

@@ -69,8 +69,16 @@ class SegyWriter::File {
     append(buffer_.data(), samples_ * sizeof(float));
   }
 
-  void commit() {
+  void secure() {
     if (std::fflush(stream_) != 0 || fsync(fileno(stream_)) != 0) fail();
+    if (std::filesystem::is_directory(target_)) {
+      errno = EISDIR;
+      fail();
+    }
+  }
+
+  void commit() {
+    secure();
     std::error_code error;
     std::filesystem::rename(part_, target_, error);
     if (error) {
@@ -116,6 +124,7 @@ SegyWriter::SegyWriter(std::filesystem::path target, const SegyFileHead& head) {
 SegyWriter::~SegyWriter() = default;
 
 void SegyWriter::write(const TraceHeader& header, const float* samples) { file_->write(header, samples); }
+void SegyWriter::secure() { file_->secure(); }
 void SegyWriter::commit() { file_->commit(); }
 
 void putInt16(TraceHeader& header, int byte, std::int16_t value) {

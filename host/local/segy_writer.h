@@ -31,6 +31,8 @@ class SegyWriter {
   /// One trace: 240 header bytes (big endian, written as they are but for the trace sequence numbers in bytes 1-8,
   /// which count from 1) and the samples.
   void write(const std::array<unsigned char, 240>& header, const float* samples);
+  /// Brings all that is written to the disk, so that little can go wrong with commit().
+  void secure();
   void commit();
 
  private:

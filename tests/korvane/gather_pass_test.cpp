@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "korvane/run.h"
 #include "korvane/start_up.h"
@@ -139,10 +140,20 @@ TEST(GatherPass, PutsAnAzimuthAndItsOppositeIntoOneSector) {
     int sector;
   };
   // six sectors of 30 degrees, clockwise from +y
-  const std::vector<Case> cases{{0.0f, 1.0f, 0},  {0.0f, -1.0f, 0}, {0.0f, 0.0f, 0},   {1.0f, 0.0f, 3},
-                                {-1.0f, 0.0f, 3}, {1.0f, 1.0f, 1},  {-1.0f, -1.0f, 1}, {1.0f, -1.0f, 4},
-                                {-1.0f, 1.0f, 4}, {1.0f, -9.0f, 5}, {-1.0f, 9.0f, 5},  {1.0f, 9.0f, 0},
-                                {-1e-9f, 1.0f, 0}};  // 360 degrees once rounded
+  const std::vector<Case> cases{{0.0f, 1.0f, 0},
+                                {0.0f, -1.0f, 0},
+                                {0.0f, 0.0f, 0},
+                                {1.0f, 0.0f, 3},
+                                {-1.0f, 0.0f, 3},
+                                {1.0f, 1.0f, 1},
+                                {-1.0f, -1.0f, 1},
+                                {1.0f, -1.0f, 4},
+                                {-1.0f, 1.0f, 4},
+                                {1.0f, -9.0f, 5},
+                                {-1.0f, 9.0f, 5},
+                                {1.0f, 9.0f, 0},
+                                {-1e-9f, 1.0f, 0},  // 360 degrees once rounded
+                                {std::numeric_limits<float>::quiet_NaN(), 1.0f, 0}};
   for (const Case& c : cases) {
     const auto job = MemoryJob::line(4.0f, 100);
     job->parameterValues["AZIMTH"] = 1;

@@ -80,13 +80,14 @@ struct Plain {
   }
 };
 
-void expectPlainSums(const Grid& grid, int threads) {
+void expectPlainSums(const Grid& grid, int threads, std::size_t tileBytes = std::size_t{1} << 26) {
   std::vector<std::vector<double>> found(static_cast<std::size_t>(grid.p.maxens));
   std::vector<int> counts(found.size()), isamples(found.size());
   int last = 0;
   tbb::task_arena(threads).execute([&] {
-    korvane::NeighbourhoodSums(grid.p, grid.stores, 0)
+    korvane::NeighbourhoodSums(grid.p, tileBytes)
         .sweep(
+            grid.stores, 0,
             [&](const NeighbourhoodTotals& totals) {
               const auto at = static_cast<std::size_t>(totals.kcdp);
               for (const double* sum : {totals.asum, totals.bsum, totals.sumr, totals.sumi, totals.wts}) {
@@ -132,6 +133,7 @@ TEST(NeighbourhoodSums, AreThoseOfAddingNeighbourByNeighbour) {
     }
     for (std::size_t i = 0; i < grid.a.size(); i += 1 + random() % 9) grid.a[i] = 0.0f;
     for (const int threads : {1, 3}) expectPlainSums(grid, threads);
+    expectPlainSums(grid, 2, 1);  // tiles as narrow as they come
   }
 }
 

@@ -124,6 +124,21 @@ TEST(StartUp, ConvertsTimesToSamplesByTruncation) {
   EXPECT_EQ(p.tlocs.back(), 3980.0f);
 }
 
+TEST(StartUp, TakesTimesBeyondWhatSamplesCanCountAsTheEndOfTheTrace) {
+  constexpr int huge = 2147483647;
+  const auto job = MemoryJob::line(0.25f, 100);
+  for (const char* key : {"END", "VELFILT", "CORRWIN", "NUMXSUM", "NUMYSUM"}) job->parameterValues[key] = huge;
+  const korvane::Parameters p = started(*job).parameters;
+  EXPECT_EQ(p.iend, 100);
+  EXPECT_EQ(p.ivelfilt, huge);
+  EXPECT_EQ(p.icorrwin, huge);
+  EXPECT_EQ(p.numysum2, huge / 2);
+  job->parameterValues["NUMXSUM"] = -huge - 1;
+  EXPECT_EQ(started(*job).parameters.numxsum, 1);
+  job->parameterValues["START"] = huge;
+  EXPECT_EQ(fatalMessage(*job), "\nKORVANE: error, end time must be greater than start time.\n\n");
+}
+
 TEST(StartUp, SmoothsVelocitiesOverTwoSamplesAtLeastUnlessNotAtAll) {
   for (const auto& [asked, samples] : {std::pair{3, 2}, {7, 2}, {0, 0}, {-5, -5}}) {
     const auto job = MemoryJob::line(4.0f, 100);

@@ -192,6 +192,7 @@ TEST_F(DatabaseTest, WhatIsDamagedInAFunctionIsRefusedWithTableAndFunction) {
       {"times = x'00000000'", "1 times with 2 values each"},
       {"\"values\" = x'0000807f0000803f00000040000080400000a0400000c040'", "values are not"},
       {"\"values\" = x'0000803f'", "3 times with 2 values each, but 1 values"},
+      {"\"values\" = x'0000803f00000000000080400000a0400000c0400000c040'", "velocity that is not above 0"},
       {"map_x = 5", "position is incomplete"},
       {"map_x = 9e999, map_y = 0", "not a finite number"},
   };

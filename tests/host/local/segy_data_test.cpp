@@ -281,6 +281,15 @@ TEST_F(SegyTest, AFloatHeaderThatIsNoNumberIsTakenAsZeroWithAWarning) {
   expectMentions(warnings.texts[0], {"1 trace (trace 2)"});
 }
 
+TEST_F(SegyTest, ACoordinateThatItsScalarTakesBeyondFloatsIsTakenAsZeroWithAWarning) {
+  SegyImage image;
+  image.add(1).fields = {{{73, HeaderFormat::float32}, 1e36}, {{71, HeaderFormat::int16}, 10000}};
+  input.layout.fields["SOU_X"] = {73, HeaderFormat::float32};
+  SegyData data = open(image);
+  EXPECT_EQ(nextEnsemble(data)[0].real(word.isou_x), 0.0f);
+  EXPECT_EQ(warnings.texts.size(), 1u);
+}
+
 TEST_F(SegyTest, WhatCannotBeReadIsNamedWithWhatToDo) {
   SegyImage image;
   image.add(1);
