@@ -115,36 +115,6 @@ TEST(AvoEngine, DampsTheDiagonalByTheSumOfWeightsBeforeDamping) {
   EXPECT_EQ(e.result(2), Trace(n, 0.4f)) << "s4 becomes the undamped fold of 5";
 }
 
-TEST(AvoEngine, CountsTheDampedFold) {
-  for (const float fold : {2.4997f, 2.4998f}) {
-    Engine e;
-    column(e.s.data(), n, sums::sx0)[0] = fold;
-    e.avopct = 80.0f;
-    e.run();
-    EXPECT_EQ(e.first, fold * 1.0001f < 2.5f ? 2 : 1);
-    EXPECT_EQ(e.result(1)[0] == kept, fold * 1.0001f < 2.5f);
-  }
-}
-
-TEST(AvoEngine, ConvolvesWithTapsOnBothSidesInsideTheSolvedRange) {
-  Engine plain, filtered;
-  plain.first = filtered.first = 4;
-  plain.last = filtered.last = 50;
-  // Half-length 2 is in use; the taps of lags -4, -3, 3 and 4 are not.
-  filtered.h1 = {9.0f, 9.0f, 0.25f, 0.5f, 1.0f, -0.5f, -0.125f, 9.0f, 9.0f};
-  plain.run();
-  filtered.run();
-  for (int k = 1; k <= 2; ++k) {
-    const Trace x = plain.result(k);
-    const auto at = [&](int i) { return i >= 4 && i <= 50 ? x[i - 1] : 0.0f; };
-    for (int i = 4; i <= 50; ++i)
-      EXPECT_NEAR(filtered.result(k)[i - 1],
-                  0.25 * at(i + 2) + 0.5 * at(i + 1) + at(i) - 0.5 * at(i - 1) - 0.125 * at(i - 2), 1e-6);
-    EXPECT_EQ(filtered.result(k)[2], kept);
-    EXPECT_EQ(filtered.result(k)[50], kept);
-  }
-}
-
 TEST(AvoEngine, AddsTheStretchTermWithTheGuardSlownessAtBothEnds) {
   Engine plain;
   plain.run();
@@ -366,18 +336,6 @@ TEST(QuadratureStage, SelectsSmoothsAndNormalisesTheCrossProducts) {
       EXPECT_EQ(e.result(2)[57], kept);
     }
   }
-}
-
-TEST(QuadratureStage, LeavesCrossProductsAloneWhereTheEnvelopeIsZero) {
-  Engine e;
-  std::fill(e.s.begin(), e.s.end(), 0.0f);
-  std::fill_n(column(e.s.data(), n, sums::sx0), n, 5.0f);
-  e.parm[slot::ihilb] = 0;
-  e.parm[slot::iaflg] = 2;
-  e.parm[slot::ibflg] = -2;
-  e.run();
-  EXPECT_EQ(e.result(1), Trace(n, 0.0f));
-  EXPECT_EQ(e.result(2), Trace(n, 0.0f));
 }
 
 }  // namespace

@@ -87,22 +87,6 @@ TEST(GatherPass, CountsTheEnsembleThatOpensAPassTwice) {
   EXPECT_EQ(result.run.numiter, 3);
 }
 
-TEST(GatherPass, AnnouncesEveryPassOnce) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->parameterValues["NUMITER"] = 2;
-  job->ensembles = {gather(1, 5)};
-  const std::string printed = Analysed(*job).printed;
-  std::string announced;
-  for (const int pass : {1, 2}) {
-    announced += "\nKORVANE: Start new iteration: " + std::to_string(pass) + "\n\n";
-    announced += "\nKORVANE: Compute iteration: " + std::to_string(pass) + "\n\n";
-    for (const int percent : {10, 20, 30, 40, 50, 60, 70, 80, 90}) {
-      announced += "KORVANE: Compute  " + std::to_string(percent) + " percent done\n";
-    }
-  }
-  EXPECT_EQ(printed.substr(printed.find("MB\n\n") + 4), announced);
-}
-
 TEST(GatherPass, WithoutIterationsConsumesTheDataAndLeavesNothingForTheOutput) {
   const auto job = MemoryJob::line(4.0f, 100);
   job->parameterValues["NUMITER"] = 0;
@@ -116,15 +100,6 @@ TEST(GatherPass, WithoutIterationsConsumesTheDataAndLeavesNothingForTheOutput) {
   EXPECT_TRUE(job->saved["VEL"]->functions().empty());
   const std::vector<std::string> end(job->calls.end() - 5, job->calls.end());
   EXPECT_EQ(end, (std::vector<std::string>{"next", "next", "save VEL vout", "record KORVANE", "close"}));
-}
-
-TEST(GatherPass, LeavesDeadTracesOut) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->ensembles = {gather(3, 8)};
-  for (const std::size_t j : {0u, 4u, 7u}) job->ensembles[0][j].type = 2;
-  job->parameterValues["PRESTACK"] = 1;
-  const Analysed result(*job);
-  EXPECT_EQ(types(job->output), (std::vector<int>{1, 1, 1, 1, 1, 51, 43, 44}));
 }
 
 TEST(GatherPass, PassesOverAnEnsembleWithoutALiveTrace) {

@@ -81,17 +81,6 @@ TEST(StartUp, CallsTheFrameworkInItsOrder) {
   EXPECT_EQ(job->calls, expected);
 }
 
-TEST(StartUp, ReadsOnlyWhatTheModesUse) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->parameterValues["PRESTACK"] = 1;
-  for (const char* key : {"OUTPUT", "OUTVEL", "VELMETH", "VELSAMP", "VELNAMO"}) job->parameterValues.erase(key);
-  const korvane::RunState run = started(*job);
-  EXPECT_EQ(run.parameters.outlen, 0);
-  EXPECT_EQ(run.parameters.outvel, 0);
-  EXPECT_EQ(run.tables.veltabo, nullptr);
-  EXPECT_EQ(job->calls.back(), "initialised, output ensembles of 4");  // one trace and three of its sector
-}
-
 TEST(StartUp, MakesNeighbourhoodsOddAndAtLeastOne) {
   const std::vector<std::array<int, 3>> cases{{4, 3, 1}, {5, 5, 2}, {1, 1, 0}, {0, 1, 0}, {-2, 1, 0}, {-3, 1, 0}};
   for (const auto& [asked, width, half] : cases) {
@@ -147,42 +136,6 @@ TEST(StartUp, SmoothsVelocitiesOverTwoSamplesAtLeastUnlessNotAtAll) {
   }
 }
 
-TEST(StartUp, TurnsAngleLimitsIntoSquaredSines) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->parameterValues["THMAX"] = 30.0f;
-  const korvane::Parameters p = started(*job).parameters;
-  EXPECT_EQ(p.thetamin, 0.0f);
-  EXPECT_EQ(p.thetamax, 0.25f);
-}
-
-TEST(StartUp, TakesFilterLengthsFromTheSampleInterval) {
-  struct Case {
-    float dt;
-    int ilen, ifndx, taper;
-  };
-  for (const Case& c : {Case{4.0f, 12, 40, 12},
-                        {3.0f, 10, 40, 16},
-                        {2.0f, 8, 40, 25},
-                        {1.0f, 4, 50, 50},
-                        {0.5f, 4, 50, 100},
-                        {8.0f, 12, 40, 6}}) {
-    const auto job = MemoryJob::line(c.dt, 100);
-    const korvane::RunState run = started(*job);
-    EXPECT_EQ(run.constants.ilen, c.ilen) << c.dt;
-    EXPECT_EQ(run.constants.ilen2, c.ilen / 2) << c.dt;
-    EXPECT_EQ(run.constants.ifndx, c.ifndx) << c.dt;
-    EXPECT_EQ(run.constants.iparm[11], c.taper) << c.dt;
-    EXPECT_NE(run.constants.h1[static_cast<std::size_t>(run.constants.mmxh)], 0.0f) << c.dt;
-  }
-}
-
-TEST(StartUp, KnowsTheWaterVelocityInTheUnitsOfTheJob) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  EXPECT_EQ(started(*job).constants.iparm[6], 1480);
-  job->job().misc.iunits = 1;
-  EXPECT_EQ(started(*job).constants.iparm[6], 4850);
-}
-
 TEST(StartUp, ReportsTheMemoryOfTheWorkArrays) {
   for (const auto& [sectors, line] :
        {std::pair{0, "\nKORVANE: Memory Used:   0.556938 MB\n\n"}, {6, "\nKORVANE: Memory Used:   0.806286 MB\n\n"}}) {
@@ -197,18 +150,6 @@ TEST(StartUp, ReportsTheMemoryOfTheWorkArrays) {
     korvane::startUp(run, 0, nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
   }
-}
-
-TEST(StartUp, SizesStoresBySectors) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->parameterValues["AZIMTH"] = 1;
-  job->parameterValues["NAZIM"] = 6;
-  job->parameterValues["VAZNAMO"] = "vout";
-  const korvane::RunState run = started(*job);
-  EXPECT_EQ(run.parameters.zazim, 30.0f);
-  EXPECT_EQ(run.parameters.imcount, 6);
-  EXPECT_EQ(korvane::rowStart(run.parameters, 1, 0, 1), 10);
-  EXPECT_EQ(std::count(job->calls.begin(), job->calls.end(), "map 24000"), 6);  // all rows of 100 samples, 60 slots
 }
 
 TEST(StartUp, StopsWithTheReason) {
@@ -303,24 +244,6 @@ TEST(StartUp, TakesSupergathersOnlyFromAnIntegerPrimaryKey) {
   EXPECT_TRUE(started(*job).parameters.isgather);
   job->extraHeaders["SG_CDP"].first = host::hdrFloat;
   EXPECT_FALSE(started(*job).parameters.isgather);
-}
-
-TEST(StartUp, DropsStaticsWithoutTheirHeader) {
-  const auto job = MemoryJob::line(4.0f, 100);
-  job->parameterValues["STATIC"] = 1;
-  EXPECT_EQ(started(*job).parameters.istatic, 0);
-  job->extraHeaders["NA_STAT"] = {host::hdrFloat, 30};
-  EXPECT_EQ(started(*job).parameters.istatic, 1);
-}
-
-TEST(StartUp, LeavesVelocitiesAloneWhenCodeFiveIsAskedFor) {
-  for (const auto& [list, count, skip] : {std::tuple{"1,2,3", 3, 0}, {"1-4", 4, 0}, {"2 5", 2, 1}, {"5", 1, 1}}) {
-    const auto job = MemoryJob::line(4.0f, 100);
-    job->parameterValues["OUTPUT"] = list;
-    const korvane::Parameters p = started(*job).parameters;
-    EXPECT_EQ(p.outlen, count) << list;
-    EXPECT_EQ(p.skipVel, skip) << list;
-  }
 }
 
 }  // namespace

@@ -260,16 +260,4 @@ TEST(OutputPass, AddsToATableThatHoldsFunctions) {
   EXPECT_EQ(functions.at(9.0f).z, (std::vector<float>{1234, 1234}));
 }
 
-TEST(OutputPass, WritesNoTableWhenNoneIsAskedFor) {
-  const auto job = lineOf(10);
-  job->parameterValues["OUTVEL"] = 0;
-  job->ensembles = {{{.cdp = 4}}};
-  FilledRun filled(*job);
-  filled.store(3);
-  filled.output();
-  EXPECT_EQ(job->output.size(), 1u);
-  EXPECT_TRUE(job->saved.empty());
-  EXPECT_EQ(job->calls.back(), "close");
-}
-
 }  // namespace

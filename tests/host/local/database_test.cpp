@@ -89,29 +89,6 @@ TEST_F(DatabaseTest, ATableComesBackToTheLastBitWithItsPositions) {
   expectSame(*loaded, table);
 }
 
-TEST_F(DatabaseTest, TablesAreKeptByTypeAndNameAndListedInOrder) {
-  Database database(file, Access::create);
-  Table placed = sample();
-  placed.place(7.0f, {1.0, 2.0});
-  database.save(sample(), "VEL");
-  database.save(placed, "VAZ");
-  database.save(Table("empty", 3), "AHZ");
-  const auto list = database.list();
-  ASSERT_EQ(list.size(), 3u);
-  EXPECT_EQ(list[0].type + list[0].name, "AHZempty");
-  EXPECT_EQ(list[0].functions, 0);
-  EXPECT_FALSE(list[0].positions);
-  EXPECT_EQ(list[1].type + list[1].name, "VAZvin");
-  EXPECT_TRUE(list[1].positions);
-  EXPECT_FALSE(list[2].positions);
-  EXPECT_EQ(list[2].points, 3);
-  EXPECT_EQ(list[2].zCount, 2);
-  EXPECT_EQ(list[2].firstX, 7.0f);
-  EXPECT_EQ(list[2].lastX, 7.0f);
-  EXPECT_EQ(database.load("AHZ", "vin"), nullptr);
-  EXPECT_EQ(database.load("AHZ", "empty")->zCount(), 3);
-}
-
 TEST_F(DatabaseTest, SavingReplacesAndRemovingLeavesNoFunctionBehind) {
   Database database(file, Access::create);
   database.save(sample(1500.0f), "VEL");
@@ -132,14 +109,6 @@ TEST_F(DatabaseTest, AWriteThatFailsHalfWayLeavesTheEarlierTableWhole) {
   Database database(file, Access::write);
   expectWords(refusal([&] { database.save(next, "VAZ"); }), {"cannot write table VAZ \"vin\""});
   expectSame(*database.load("VAZ", "vin"), sample(1500.0f));
-}
-
-TEST_F(DatabaseTest, AnUnknownTypeIsRefusedWithTheTypesThereAre) {
-  Database database(file, Access::create);
-  for (const std::string& message :
-       {refusal([&] { database.save(sample(), "vel"); }), refusal([&] { database.load("XYZ", "vin"); }),
-        refusal([&] { database.remove("", "vin"); })})
-    for (const char* type : {"VEL", "VAZ", "AHZ"}) EXPECT_NE(message.find(type), std::string::npos) << message;
 }
 
 TEST_F(DatabaseTest, AMissingFileIsRefusedAndNotMade) {
@@ -167,21 +136,6 @@ TEST_F(DatabaseTest, ANewerSchemaIsRefusedWithBothVersions) {
   expectWords(refusal([&] { Database(file, Access::read); }), {"99", "version 1"});
 }
 
-TEST_F(DatabaseTest, APlaceThatCannotBeWrittenIsRefused) {
-  file = folder / "missing" / "survey.db";
-  expectWords(refusal([&] { Database(file, Access::create); }), {"cannot open", "folder"});
-  file = folder;
-  expectWords(refusal([&] { Database(file, Access::create); }), {"cannot open"});
-}
-
-TEST_F(DatabaseTest, AWriteProtectedFileIsReadButNotOpenedForWriting) {
-  if (geteuid() == 0) GTEST_SKIP() << "write protection does not bind the superuser";
-  store(sample());
-  std::filesystem::permissions(file, std::filesystem::perms::owner_read);
-  EXPECT_NE(Database(file, Access::read).load("VAZ", "vin"), nullptr);
-  expectWords(refusal([&] { Database(file, Access::write); }), {"write-protected"});
-}
-
 TEST_F(DatabaseTest, WhatIsDamagedInAFunctionIsRefusedWithTableAndFunction) {
   const std::vector<std::pair<const char*, const char*>> damages = {
       {"times = x'0000'", "times are not"},
@@ -202,19 +156,6 @@ TEST_F(DatabaseTest, WhatIsDamagedInAFunctionIsRefusedWithTableAndFunction) {
     sql(std::string("UPDATE korvane_function SET ") + damage);
     expectWords(refusal([&] { Database(file, Access::read).load("VAZ", "vin"); }), {words, "vin", "7"});
   }
-}
-
-TEST_F(DatabaseTest, ACutFileIsRefusedWithoutACrash) {
-  Table table("vin", 1, "CDP", "TIME", "VEL_RMS");
-  for (int x = 1; x <= 200; ++x)
-    for (int t = 0; t < 50; ++t) {
-      const auto z = static_cast<float>(1500 + t);
-      table.add(static_cast<float>(x), static_cast<float>(t), &z);
-    }
-  store(table, "VEL");
-  const auto size = std::filesystem::file_size(file);
-  std::filesystem::resize_file(file, size / 2);
-  expectWords(refusal([&] { Database(file, Access::read).load("VEL", "vin"); }), {"cannot read"});
 }
 
 TEST_F(DatabaseTest, ARunIsRunningUntilItsEndIsRecorded) {

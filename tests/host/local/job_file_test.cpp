@@ -182,18 +182,6 @@ TEST_F(JobFileTest, AWrongTypeOrAnImpossibleValueIsRefusedAtItsLine) {
   for (const Fault& fault : faults) expectRefused(fault);
 }
 
-TEST_F(JobFileTest, AGridOfMoreSlotsThanAnIntHoldsIsRefused) {
-  const std::string message = refusal(changed("AZIMTH = 0", "AZIMTH = 1\nNAZIM = 18000\nVAZNAMO = \"az\"")
-                                          .replace(completeJob.find("= 9"), 3, "= 200000"));
-  EXPECT_EQ(message, file.string() +
-                         ":16: [parameters] MAXCDP = 200000: the grid has 3600000000 slots (CDPs times sectors), "
-                         "expected at most 2147483647; narrow its ranges");
-  const std::string wide = frame +
-                           "[survey]\ntype = \"3D\"\n[parameters]\nMINILINE = -2147483648\nMAXILINE = 2147483647\n"
-                           "MINXLINE = -2147483648\nMAXXLINE = 2147483647\nVELNAME = \"vin\"\nVELNAMO = \"vout\"\n";
-  EXPECT_NE(refusal(wide).find(":12: [parameters] MAXXLINE = 2147483647: the grid has"), std::string::npos);
-}
-
 TEST_F(JobFileTest, AModeNeedsItsOwnKeysAndNoOthers) {
   struct Mode {
     const char* type;
@@ -233,25 +221,6 @@ TEST_F(JobFileTest, AModeNeedsItsOwnKeysAndNoOthers) {
   }
 }
 
-TEST_F(JobFileTest, TheFilesOfAJobAreNeeded) {
-  const std::string parameters = "[parameters]\nMINCDP = 1\nMAXCDP = 1\nVELNAME = \"vin\"\nVELNAMO = \"vout\"\n";
-  const std::string input = "[data]\ninput = \"a.sgy\"\n", database = "[database]\nfile = \"a.db\"\n";
-  EXPECT_NE(refusal(database + parameters).find("[data] input is missing: expected"), std::string::npos);
-  EXPECT_NE(refusal(input + parameters).find("[database] file is missing: expected"), std::string::npos);
-  EXPECT_NE(refusal("").find(" is missing: expected"), std::string::npos);
-
-  // an output file only where traces come out
-  const std::string missing = file.string() + ": [data] output is missing: ";
-  EXPECT_TRUE(refusal(input + database + parameters).starts_with(missing));
-  EXPECT_TRUE(refusal(input + database + parameters + "PRESTACK = 1\n").starts_with(missing));
-  for (const char* none : {"OUTPUT = \"\"\n", "OUTPUT = \"0, 6\"\n"}) {
-    EXPECT_FALSE(read(input + database + parameters + none).output) << none;
-  }
-  EXPECT_EQ(refusalOf([&] { readJobFile(folder / "none.toml", messages); }),
-            (folder / "none.toml").string() + ": cannot read the job file");
-  EXPECT_EQ(refusalOf([&] { readJobFile(folder, messages); }), folder.string() + ": cannot read the job file");
-}
-
 TEST_F(JobFileTest, TheOutputMayNotReplaceAnotherFileOfTheJob) {
   for (const char* name : {"gathers.sgy", "survey.db"}) write(folder / name, "x");
   fs::create_symlink(folder / "gathers.sgy", folder / "link.sgy");
@@ -263,16 +232,6 @@ TEST_F(JobFileTest, TheOutputMayNotReplaceAnotherFileOfTheJob) {
     EXPECT_EQ(refusal(changed("output = \"out.sgy\"", value)),
               file.string() + ":6: [data] " + value + ": expected a file other than the " + role);
   }
-}
-
-TEST_F(JobFileTest, PathsAreRelativeToTheJobFile) {
-  const JobFile job = read(completeJob);
-  EXPECT_EQ(job.input.file, folder / "gathers.sgy");
-  EXPECT_EQ(job.output, folder / "out.sgy");
-  EXPECT_EQ(job.database, folder / "survey.db");
-  EXPECT_EQ(job.scratch, folder);
-  EXPECT_EQ(read(changed("threads = 2", "scratch = \"/scratch\"")).scratch, "/scratch");
-  EXPECT_EQ(read(changed("file = \"survey.db\"", "file = \"../a/b.db\"")).scratch, folder / "../a");
 }
 
 TEST_F(JobFileTest, AMappedHeaderKeepsItsUsualFormatUnlessTheJobGivesOne) {
@@ -289,29 +248,6 @@ TEST_F(JobFileTest, AMappedHeaderKeepsItsUsualFormatUnlessTheJobGivesOne) {
   EXPECT_EQ(fields.at("ILINE_NO"), (HeaderField{237, HeaderFormat::int32}));
   EXPECT_EQ(fields.at("CDP"), (HeaderField{21, HeaderFormat::int32}));
   EXPECT_FALSE(read(completeJob).input.layout.fields.contains("SG_CDP"));
-}
-
-TEST_F(JobFileTest, GivesWhatTheJobSaysAndTheDefaultWhereItIsSilent) {
-  const JobFile full = read(changed("primary_key = \"CDP\"", "primary_key = \"SG_CDP\"\nallow_truncated = true")
-                                .replace(completeJob.find("metres"), 6, "feet") +
-                            "[headers.SG_CDP]\nbyte = 197\n");
-  EXPECT_TRUE(full.feet);
-  EXPECT_EQ(full.input.primaryKey, "SG_CDP");
-  EXPECT_TRUE(full.input.allowTruncated);
-  EXPECT_EQ(full.threads, 2);
-  EXPECT_EQ(full.parameters.integer("MAXCDP"), 9);
-  EXPECT_EQ(full.parameters.real("VELSAMP"), 20.0f);  // a whole number is a number
-  EXPECT_EQ(full.parameters.text("OUTPUT"), "1,2");
-
-  const JobFile brief = read(frame + "[parameters]\nMINCDP = 5\nMAXCDP = 5\nVELNAME = \"vin\"\nVELNAMO = \"vin\"\n");
-  EXPECT_FALSE(brief.is3D);
-  EXPECT_FALSE(brief.feet);
-  EXPECT_EQ(brief.input.primaryKey, "CDP");
-  EXPECT_FALSE(brief.input.allowTruncated);
-  EXPECT_EQ(brief.threads, 0);
-  EXPECT_EQ(brief.parameters.integer("METHOD"), 1);
-  EXPECT_EQ(brief.parameters.integer("AZIMTH"), 0);
-  EXPECT_EQ(brief.parameters.real("THMAX"), 40.0f);
 }
 
 TEST_F(JobFileTest, AKeyThatTheChosenModeDoesNotReadGivesOneWarning) {
@@ -346,22 +282,6 @@ TEST_F(JobFileTest, TheOutputIntervalIsAtMostTheLengthOfATrace) {
   EXPECT_EQ(refusalOf([&] { read(completeJob).parameters.checkAgainst(16.0f); }),
             file.string() + ":24: [parameters] VELSAMP = 20: expected at most the length of a trace, 16 ms");
   EXPECT_NO_THROW(read(changed("AZIMTH = 0", "OUTVEL = 0")).parameters.checkAgainst(16.0f));
-}
-
-TEST_F(JobFileTest, DamagedTextIsReadOrRefusedWithTheNameOfTheFile) {
-  const auto attempt = [&](const std::string& text) {
-    const std::string message = refusal(text);
-    EXPECT_TRUE(message == "not refused" || message.starts_with(file.string() + ":")) << message << "\n" << text;
-  };
-  for (std::size_t length = 0; length < completeJob.size(); length += 2) attempt(completeJob.substr(0, length));
-  const unsigned seed = std::random_device()();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  for (int trial = 0; trial < 200; ++trial) {
-    std::string text = completeJob;
-    for (int k = 0; k < 3; ++k) text[random() % text.size()] = static_cast<char>(random() % 256);
-    attempt(text);
-  }
 }
 
 }  // namespace

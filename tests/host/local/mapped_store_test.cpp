@@ -60,22 +60,6 @@ TEST_F(MappedStoreTest, KeepsBlocksInMemoryWhileTheyFitTogetherAndInAFileWithout
   EXPECT_TRUE(warnings.texts.empty());
 }
 
-TEST_F(MappedStoreTest, ReleasesItsBlocks) {
-  {
-    MappedStore store(scratch, warnings, 0);
-    ASSERT_NE(store.map(4096), nullptr);
-    ASSERT_NE(store.map(1), nullptr);
-    EXPECT_EQ(mappedFiles(), 2);
-  }
-  EXPECT_EQ(mappedFiles(), 0);
-}
-
-TEST_F(MappedStoreTest, UsesTheMemoryThatIsAvailableWhenNoneIsNamed) {
-  MappedStore store(scratch, warnings);
-  expectZeroedAndWritable(store.map(1'000'000), 1'000'000);
-  EXPECT_EQ(mappedFiles(), 0);
-}
-
 TEST_F(MappedStoreTest, SaysWhatWasNeededAndFoundWhenThereIsNoRoom) {
   MappedStore store(scratch, warnings, 5'000'000);
   constexpr std::int64_t tooMuch = std::int64_t{1} << 60;
@@ -85,15 +69,6 @@ TEST_F(MappedStoreTest, SaysWhatWasNeededAndFoundWhenThereIsNoRoom) {
     EXPECT_NE(warnings.texts[0].find(part), std::string::npos) << warnings.texts[0];
   EXPECT_TRUE(std::filesystem::is_empty(scratch));
   EXPECT_NE(store.map(1000), nullptr);  // the run may still ask for less
-}
-
-TEST_F(MappedStoreTest, NamesAScratchFolderThatIsMissing) {
-  const std::filesystem::path missing = scratch / "missing";
-  MappedStore store(missing, warnings, 0);
-  EXPECT_EQ(store.map(4096), nullptr);
-  ASSERT_EQ(warnings.texts.size(), 1u);
-  EXPECT_NE(warnings.texts[0].find(missing.string() + " (No such file or directory)"), std::string::npos)
-      << warnings.texts[0];
 }
 
 }  // namespace

@@ -78,16 +78,6 @@ TEST_F(SegyTest, DecodesIbmFloatsExactlyNormalisedOrNot) {
   }
 }
 
-TEST_F(SegyTest, OddRevisionWordsChangeNothing) {
-  for (const int revision : {0x0000, 0x0064, 0x0010, 0x0100, 0x0001}) {
-    SegyImage image;
-    image.revision = revision;
-    image.add(3, 2.5);
-    SegyData data = open(image);
-    EXPECT_EQ(nextEnsemble(data)[0].samples, std::vector<float>(4, 2.5f)) << revision;
-  }
-}
-
 TEST_F(SegyTest, EnsemblesAscendWithTheOrderOfTheFileInsideAndComeAsOftenAsAskedFor) {
   SegyImage image;
   const int cdps[] = {7, 7, -2, 9, 7, -2, 9, 7};
@@ -130,19 +120,6 @@ TEST_F(SegyTest, CoordinateScalarsDivideMultiplyOrDoNothing) {
   EXPECT_EQ(all[3][0].real(word.icdp_x), 6173010.0f);
 }
 
-TEST_F(SegyTest, CdpPositionsAreThoseOfTheFirstLiveTraceAndAbsentWhenTheFileHasNone) {
-  SegyImage image;
-  for (const int code : {2, 0, 1}) {
-    image.add(4).fields.insert(image.traces.back().fields.end(),
-                               {{segy_test::codeField, code}, {segy_test::cdpXField, 100 + code}});
-  }
-  image.add(5);
-  EXPECT_EQ(open(image).find(4), (Position{100.0, 0.0}));
-  EXPECT_EQ(open(image).find(5), (Position{0.0, 0.0}));
-  image.traces.erase(image.traces.begin(), image.traces.begin() + 3);
-  EXPECT_EQ(open(image).find(5), std::nullopt);
-}
-
 TEST_F(SegyTest, UnsetTraceCodesAreLiveAndTracesWithNonFiniteSamplesDead) {
   SegyImage image;
   for (const int code : {1, 0, 4, 1, 0}) image.add(1).fields.push_back({segy_test::codeField, code});
@@ -157,14 +134,6 @@ TEST_F(SegyTest, UnsetTraceCodesAreLiveAndTracesWithNonFiniteSamplesDead) {
   }
   ASSERT_EQ(warnings.texts.size(), 1u);
   expectMentions(warnings.texts[0], {"in.sgy", "2 traces", "trace 4"});
-}
-
-TEST_F(SegyTest, AFileWithoutALiveTraceIsNamedWithItsTraceCode) {
-  SegyImage image;
-  image.add(1).fields.push_back({segy_test::codeField, 4});
-  open(image);
-  ASSERT_EQ(warnings.texts.size(), 1u);
-  expectMentions(warnings.texts[0], {"no trace is live", "the first has 4", "TRC_TYPE", "[headers]"});
 }
 
 TEST_F(SegyTest, SamplingComesFromTheFirstTraceHeaderWhereTheBinaryHeaderCannotBeRight) {
@@ -191,37 +160,6 @@ TEST_F(SegyTest, SamplingComesFromTheFirstTraceHeaderWhereTheBinaryHeaderCannotB
     EXPECT_EQ(open(image).interval(), 3.0f);
     EXPECT_EQ(warnings.texts.size(), 1u);
   }
-}
-
-TEST_F(SegyTest, TraceHeadersThatContradictTheFileAreIgnoredWithOneWarning) {
-  SegyImage image;
-  for (int i = 0; i < 4; ++i) image.add(i).fields.push_back({segy_test::samplesField, i < 2 ? 0 : 462});
-  SegyData data = open(image);
-  EXPECT_EQ(data.samples(), 4);
-  ASSERT_EQ(warnings.texts.size(), 1u);
-  expectMentions(warnings.texts[0], {"2 traces", "trace 3", "4 samples"});
-}
-
-TEST_F(SegyTest, ExtendedTextHeadersAreSkippedAndImpossibleCountsTakenAsNone) {
-  SegyImage image;
-  image.add(8, 3.0);
-  image.extraTexts = 2;
-  image.behindHeaders = std::string(6400, 'x');
-  SegyData extended = open(image);
-  EXPECT_EQ(nextEnsemble(extended)[0].samples[0], 3.0f);
-  EXPECT_TRUE(warnings.texts.empty());
-
-  image.behindHeaders.clear();
-  for (const int count : {1, -1, 32767}) {
-    image.extraTexts = count;
-    SegyData plain = open(image);
-    EXPECT_EQ(nextEnsemble(plain)[0].samples[0], 3.0f) << count;
-  }
-  EXPECT_EQ(warnings.texts.size(), 3u);
-
-  image.revision = 0;  // the word has no meaning there
-  open(image);
-  EXPECT_EQ(warnings.texts.size(), 3u);
 }
 
 TEST_F(SegyTest, AFileCutInsideATraceStopsUnlessThatIsAllowed) {
@@ -267,18 +205,6 @@ TEST_F(SegyTest, MappedHeadersHaveWordsOfTheirOwnInTheFormatOfTheirMapping) {
     last = std::max(last, index);
   }
   EXPECT_EQ(last, rawHeaderWord - 1);
-}
-
-TEST_F(SegyTest, AFloatHeaderThatIsNoNumberIsTakenAsZeroWithAWarning) {
-  SegyImage image;
-  for (const double value : {1.5, nan}) image.add(1).fields.push_back({{233, HeaderFormat::float32}, value});
-  input.layout.fields["NA_STAT"] = {233, HeaderFormat::float32};
-  SegyData data = open(image);
-  const Ensemble ensemble = nextEnsemble(data);
-  EXPECT_EQ(ensemble[0].real(word.ina_stat), 1.5f);
-  EXPECT_EQ(ensemble[1].real(word.ina_stat), 0.0f);
-  ASSERT_EQ(warnings.texts.size(), 1u);
-  expectMentions(warnings.texts[0], {"1 trace (trace 2)"});
 }
 
 TEST_F(SegyTest, ACoordinateThatItsScalarTakesBeyondFloatsIsTakenAsZeroWithAWarning) {

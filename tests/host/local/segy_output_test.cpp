@@ -83,19 +83,6 @@ TEST_F(SegyOutputTest, CarriesEveryByteOfTheInputHeaderButThoseOfTheRun) {
   }
 }
 
-TEST_F(SegyOutputTest, WithoutSectorsTheAzimuthBytesStayAndAnUnsetTraceCodeBecomesLive) {
-  SegyImage image = fullHeaders();
-  for (SegyImage::Trace& trace : image.traces) trace.fields.push_back({segy_test::codeField, 0});
-  SegyData data = open(image);
-  SegyOutput output(target(), data, {});
-  const Delivered trace = nextEnsemble(data)[0];
-  output.put(trace.samples.data(), trace.head.data());
-  output.finish();
-  const std::string out = readBytes(target());
-  EXPECT_EQ(out.substr(3832, 4), image.bytes().substr(3832, 4));
-  EXPECT_EQ(big16(out, 3628), 1u);
-}
-
 TEST_F(SegyOutputTest, MappedHeadersAreWrittenWhereTheyWereRead) {
   SegyImage image = fullHeaders();
   input.layout.fields["TRC_TYPE"] = {177, HeaderFormat::int32};
@@ -184,16 +171,6 @@ TEST_F(SegyOutputTest, WhatCannotBeWrittenIsNamedAndLeavesNothingBehind) {
   EXPECT_EQ(filesInFolder(), 1u);
 }
 
-TEST_F(SegyOutputTest, TheWriterRefusesSamplingThatTheFormatCannotHold) {
-  SegyFileHead head{.samples = 0, .interval = 2.0f};
-  expectMentions(failure([&] { SegyWriter(target(), head); }), {"out.sgy", "1 to 65535", "not 0"});
-  head.samples = 65536;
-  expectMentions(failure([&] { SegyWriter(target(), head); }), {"not 65536"});
-  head = {.samples = 10, .interval = 40.0f};
-  expectMentions(failure([&] { SegyWriter(target(), head); }), {"32.767 ms", "40"});
-  EXPECT_EQ(filesInFolder(), 0u);
-}
-
 TEST(SegyText, NotesTakeTheLastBlankCardsAndLeaveTheEndMarks) {
   std::vector<std::string> lines(40);
   for (std::size_t i = 0; i < 40; ++i) lines[i] = i == 30 || i >= 38 ? "kept {1} @ 5~6" : "";
@@ -208,23 +185,6 @@ TEST(SegyText, NotesTakeTheLastBlankCardsAndLeaveTheEndMarks) {
   EXPECT_EQ(found[36], card("C37 " + std::string(76, 'x')));
   EXPECT_EQ(found[37], card("C38 " + std::string(24, 'x')));
   EXPECT_EQ(found[39], card("C40 kept {1} @ 5~6"));
-}
-
-TEST(SegyText, NotesReplaceTheLastCardsOfAFullTextAndKeepItsEncoding) {
-  SegyText text;
-  text.fill('z');
-  addNotes(text, {"one", "two"});
-  EXPECT_FALSE(isEbcdic(text));
-  const std::vector<std::string> found = cards(text);
-  EXPECT_EQ(found[35], std::string(80, 'z'));
-  EXPECT_EQ(found[36].substr(0, 8), "C37 one ");
-  EXPECT_EQ(found[37].substr(0, 8), "C38 two ");
-  EXPECT_EQ(found[38], std::string(80, 'z'));
-
-  text.fill('z');
-  addNotes(text, std::vector<std::string>(50, "many"));
-  EXPECT_EQ(cards(text)[0].substr(0, 8), "C 1 many");
-  EXPECT_EQ(cards(text)[39], std::string(80, 'z'));
 }
 
 }  // namespace

@@ -59,25 +59,6 @@ std::string refusal(const Table& table, Position place = {0.0, 0.0}) {
 double plane(Position p) { return 2000.0 + 0.25 * p.x - 0.125 * p.y; }
 double number(Position p) { return 1000.0 + p.x; }
 
-TEST(Table, PointsInAnyOrderStandAscendingAndALaterOneReplacesAnEarlier) {
-  Table table("t", 2);
-  for (const float y : {8.0f, 0.0f, 4.0f, 12.0f, 4.0f}) {
-    const float z[] = {y + 100.0f, y + 200.0f};
-    table.add(3.0f, y, z);
-    table.add(1.0f, 5.0f, z);
-  }
-  const float replaced[] = {1.0f, 2.0f};
-  table.add(3.0f, 8.0f, replaced);
-  const auto& function = table.functions().at(3.0f);
-  EXPECT_EQ(function.y, (std::vector<float>{0.0f, 4.0f, 8.0f, 12.0f}));
-  EXPECT_EQ(function.z, (std::vector<float>{100.0f, 200.0f, 104.0f, 204.0f, 1.0f, 2.0f, 112.0f, 212.0f}));
-  EXPECT_EQ(table.functions().at(1.0f).z, (std::vector<float>{104.0f, 204.0f}));
-  EXPECT_EQ(table.countMaxY(), 4);
-  table.clear();
-  EXPECT_EQ(table.zCount(), 2);
-  EXPECT_EQ(table.countMaxY(), 0);
-}
-
 TEST(Table, AFunctionIsLinearBetweenItsPointsAndKeepsItsEndValuesBeyond) {
   Table table = velocities();
   add(table, 7.0f, {{4.0f, 1500.0f}, {12.0f, 1700.0f}, {16.0f, 1600.0f}});
@@ -177,18 +158,6 @@ TEST(TableOnTheMap, WhereAFunctionStandsItsStoredValuesComeBackUnchanged) {
   }
 }
 
-TEST(TableOnTheMap, InsideATriangleTheNearerCornerWeighsMore) {
-  Table table = velocities();
-  add(table, 1.0f, {{0.0f, 1000.0f}});
-  add(table, 2.0f, {{0.0f, 2000.0f}});
-  add(table, 3.0f, {{0.0f, 4000.0f}});
-  table.place(1.0f, {0.0, 0.0});
-  table.place(2.0f, {100.0, 0.0});
-  table.place(3.0f, {0.0, 100.0});
-  EXPECT_EQ(at(table, 25.0, 50.0), 0.25f * 1000.0f + 0.25f * 2000.0f + 0.5f * 4000.0f);
-  EXPECT_EQ(at(table, 50.0, 50.0), 3000.0f);
-}
-
 TEST(TableOnTheMap, OutsideTheHullTheNearestEdgeOrFunctionTakesPart) {
   const Table square = scattered({{0, 0}, {100, 0}, {100, 100}, {0, 100}}, plane);
   EXPECT_EQ(at(square, 25.0, -400.0), static_cast<float>(plane({25.0, 0.0})));
@@ -222,55 +191,6 @@ TEST(TableOnTheMap, ALineThatIsRoundedToWholeMetresInterpolatesBetweenNeighbours
     for (const double off : {-2.0, 0.0, 2.0})
       ASSERT_NEAR(at(table, 0.5 * (a.x + b.x) - 0.5 * off, 0.5 * (a.y + b.y) + 0.866 * off), 2500.0, 40.0) << k;
   }
-}
-
-TEST(TableOnTheMap, TheRimOfARotatedGridInRoundedMetresInterpolatesBetweenNeighbours) {
-  Table table = velocities();
-  const auto place = [](double i, double j) { return Position{500.3 * i - 287.9 * j, 287.9 * i + 500.3 * j}; };
-  for (int i = 0; i < 30; ++i)
-    for (int j = 0; j < 30; ++j) {
-      const auto x = static_cast<float>(30 * i + j);
-      add(table, x, {{0.0f, (i + j) % 2 == 0 ? 2000.0f : 3000.0f}});
-      const Position p = place(i, j);
-      table.place(x, {std::round(p.x), std::round(p.y)});
-    }
-  for (int i = 0; i < 29; ++i)
-    for (const double beyond : {-1.0, -0.001, 0.0, 29.0, 29.001, 30.0}) {
-      const Position inlineRim = place(i + 0.5, beyond), crosslineRim = place(beyond, i + 0.5);
-      ASSERT_NEAR(at(table, inlineRim.x, inlineRim.y), 2500.0, 10.0) << i << ' ' << beyond;
-      ASSERT_NEAR(at(table, crosslineRim.x, crosslineRim.y), 2500.0, 10.0) << i << ' ' << beyond;
-    }
-}
-
-TEST(TableOnTheMap, TheAnswerDoesNotDependOnTheQueriesBefore) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  std::vector<Position> grid;
-  for (int k = 0; k < 400; ++k) grid.push_back({25.0 * (k % 20), 25.0 * (k / 20)});
-  const Table table = scattered(grid, [](Position p) { return 2000.0 + std::fmod(p.x * p.y, 777.0); });
-  std::vector<Position> places;  // many on edges, functions and diagonals
-  for (int k = 0; k < 2000; ++k)
-    places.push_back(
-        {12.5 * static_cast<double>(random() % 50) - 50.0, 12.5 * static_cast<double>(random() % 50) - 50.0});
-  std::vector<float> forward, backward;
-  for (const Position& p : places) forward.push_back(at(table, p.x, p.y));
-  std::reverse(places.begin(), places.end());
-  for (const Position& p : places) backward.push_back(at(table, p.x, p.y));
-  std::reverse(backward.begin(), backward.end());
-  EXPECT_EQ(forward, backward);
-}
-
-TEST(TableOnTheMap, AChangeOfTheTableShowsInTheNextQuery) {
-  Table table = scattered({{0, 0}, {100, 0}}, number);
-  EXPECT_EQ(at(table, 50.0, 0.0), 1050.0f);
-  add(table, 3.0f, {{0.0f, 5000.0f}});
-  table.place(3.0f, {50.0, 0.0});
-  EXPECT_EQ(at(table, 50.0, 0.0), 5000.0f);
-  table.place(3.0f, {50.0, 50.0});
-  EXPECT_EQ(at(table, 50.0, 0.0), 1050.0f);
-  Table moved = std::move(table);
-  EXPECT_EQ(at(moved, 50.0, 60.0), 5000.0f);
 }
 
 TEST(TableOnTheMap, WhatCannotBeAnsweredIsRefusedWithTheReason) {

@@ -68,13 +68,6 @@ TEST_F(TableTextTest, EachTypeIsWrittenAsItIsRead) {
   EXPECT_EQ(written(read("AHZ", horizons), "AHZ"), horizons);
 }
 
-TEST_F(TableTextTest, AHorizonTimeIsTheThirdOfThreeValues) {
-  const Table table = read("AHZ", "horizon,cdp,time\n2,15,233.5\n");
-  EXPECT_EQ(table.zCount(), 3);
-  EXPECT_EQ(table.functions().at(2.0f).y, (std::vector<float>{15.0f}));
-  EXPECT_EQ(table.functions().at(2.0f).z, (std::vector<float>{0.0f, 0.0f, 233.5f}));
-}
-
 TEST_F(TableTextTest, ColumnsAndLinesMayStandInAnyOrder) {
   const Table table = read("VAZ",
                            "velocity_1,time,CDP,Velocity_0\n"
@@ -84,33 +77,6 @@ TEST_F(TableTextTest, ColumnsAndLinesMayStandInAnyOrder) {
   EXPECT_EQ(table.functions().at(2.0f).y, (std::vector<float>{0.0f, 8.0f}));
   EXPECT_EQ(table.functions().at(2.0f).z, (std::vector<float>{31.0f, 32.0f, 11.0f, 12.0f}));
   EXPECT_EQ(table.functions().at(1.0f).z, (std::vector<float>{21.0f, 22.0f}));
-}
-
-TEST_F(TableTextTest, WhatSpreadsheetsAndPeopleAddDoesNotMatter) {
-  const Table table = read("VEL",
-                           "\xef\xbb\xbf# picked by hand\r\n"
-                           "\r\n"
-                           " Cdp ,\tTIME , velocity\r\n"
-                           "  # first line\n"
-                           " 21.0 , +4 ,\t1.5e3 \r\n"
-                           "\n"
-                           "22,8,1600");
-  EXPECT_EQ(written(table, "VEL"), "cdp,time,velocity\n21,4,1500\n22,8,1600\n");
-}
-
-TEST_F(TableTextTest, PositionsAreOfEachCdp) {
-  const Table table = read("VEL", "y,x,cdp,time,velocity\n2,1,5,0,1500\n4,3,6,0,1500\n2,1.0,5,4,1500\n");
-  EXPECT_EQ(table.functions().at(5.0f).position, (Position{1.0, 2.0}));
-  EXPECT_EQ(table.functions().at(6.0f).position, (Position{3.0, 4.0}));
-  expectRefusal("VEL", "cdp,x,y,time,velocity\n5,1,2,0,1500\n6,1,2,0,1500\n5,1,3,4,1600\n",
-                {"line 4", "map position", "line 2", "5,1,3,4,1600"});
-}
-
-TEST_F(TableTextTest, PositionsAreWrittenOnlyWhenEveryFunctionHasOne) {
-  Table table = read("VEL", "cdp,x,y,time,velocity\n5,1,2,0,1500\n");
-  const float velocity = 1600.0f;
-  table.add(6.0f, 0.0f, &velocity);
-  EXPECT_EQ(written(table, "VEL"), "cdp,time,velocity\n5,0,1500\n6,0,1600\n");
 }
 
 TEST_F(TableTextTest, EveryFloatComesBackToTheSameBits) {
@@ -182,40 +148,6 @@ TEST_F(TableTextTest, ALineThatCannotBeUsedIsRefusedWithItsNumberAndContent) {
 TEST_F(TableTextTest, APointThatStandsTwiceIsRefusedWithBothLines) {
   expectRefusal("VEL", "cdp,time,velocity\n1,4,1500\n2,0,1500\n1,0,1500\n\n1,4.0,1500\n",
                 {"line 6", "line 2", "1,4.0,1500"});
-}
-
-TEST_F(TableTextTest, AFileWithoutPointsOrWithoutContentIsRefused) {
-  expectRefusal("VEL", "cdp,time,velocity\n", {"no points"});
-  std::filesystem::remove(file);
-  EXPECT_THROW(readTableCsv(file, "VEL", "vin"), RunError);
-  EXPECT_THROW(readTableCsv(folder, "VEL", "vin"), RunError);
-}
-
-TEST_F(TableTextTest, RandomBytesAreReadOrRefusedButNeverMore) {
-  const unsigned seed = std::random_device{}();
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  const std::string good = "cdp,x,y,time,velocity\n1,450025.1,6200039,0,1500\n1,450025.1,6200039,8,1600\n";
-  const std::string bytes = "0123456789.,-+e\n\r #\"xyn\0\xff";
-  for (int k = 0; k < 200; ++k) {
-    std::string text = good.substr(0, random() % 4 == 0 ? random() % good.size() : good.size());
-    for (unsigned n = random() % 4; n > 0 && !text.empty(); --n)
-      text[random() % text.size()] = bytes[random() % bytes.size()];
-    try {
-      const Table table = read("VEL", text);
-      EXPECT_FALSE(table.functions().empty());
-    } catch (const RunError& error) {
-      EXPECT_EQ(std::string(error.what()).find('\n'), std::string::npos) << text;
-    }
-  }
-}
-
-TEST_F(TableTextTest, ATableOfAnotherShapeIsNotWritten) {
-  const Table sectors = read("VAZ", "cdp,time,velocity_0,velocity_1\n1,0,1500,1510\n");
-  std::ostringstream out;
-  EXPECT_THROW(writeTableCsv(sectors, "VEL", out), RunError);
-  EXPECT_THROW(writeTableCsv(sectors, "AHZ", out), RunError);
-  EXPECT_EQ(out.str(), "");
 }
 
 }  // namespace
