@@ -7,3 +7,10 @@
 #else
 #define KORVANE_WIDE
 #endif
+
+/// In front of a loop: its iterations touch different elements, although the compiler cannot see that.
+#if defined(__clang__)
+#define KORVANE_INDEPENDENT _Pragma("clang loop vectorize(assume_safety)")
+#else
+#define KORVANE_INDEPENDENT _Pragma("GCC ivdep")
+#endif
