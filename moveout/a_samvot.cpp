@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 
 #include "host/vector.h"
 #include "host/wide.h"
@@ -40,18 +41,45 @@ KORVANE_WIDE void find_positions(const Geometry& g, const float* sloth, int firs
   }
 }
 
-/// Sum over the taps of one output sample, in ascending order from 0.
-template <int taps>
-float interpolate(const float* coefficient, const float* input) {
-  float sum = 0.0f;
-  for (int j = 0; j < taps; ++j) sum = coefficient[j] * input[j] + sum;
-  return sum;
+using Quad = float __attribute__((vector_size(16)));
+
+Quad load(const float* at) {
+  Quad values;
+  std::memcpy(&values, at, sizeof values);
+  return values;
 }
 
+/// Four output samples at a time: their products are formed along the taps, where filter and input are contiguous, and
+/// turned over, so that each lane adds up the taps of its sample in ascending order from 0.
 template <int taps>
-void interpolate(const float* coef, const float* sample_zero, int count, const int* base, const int* column,
-                 float* out) {
-  for (int i = 0; i < count; ++i) out[i] = interpolate<taps>(coef + column[i] * taps, sample_zero + base[i]);
+KORVANE_WIDE void interpolate(const float* coef, const float* sample_zero, int count, const int* base,
+                              const int* column, float* out) {
+  for (int i = 0; i < count; i += 4) {
+    Quad sum{};
+    const float* c[4];
+    const float* x[4];
+    for (int k = 0; k < 4; ++k) {
+      c[k] = coef + column[i + k] * taps;
+      x[k] = sample_zero + base[i + k];
+    }
+    for (int done = 0; done < taps; done += 4) {
+      // the last quad of 10 taps overlaps the one before it
+      const int j = done + 4 <= taps ? done : taps - 4;
+      const Quad r0 = load(c[0] + j) * load(x[0] + j), r1 = load(c[1] + j) * load(x[1] + j);
+      const Quad r2 = load(c[2] + j) * load(x[2] + j), r3 = load(c[3] + j) * load(x[3] + j);
+      const Quad low01 = __builtin_shufflevector(r0, r1, 0, 4, 1, 5),
+                 low23 = __builtin_shufflevector(r2, r3, 0, 4, 1, 5);
+      const Quad high01 = __builtin_shufflevector(r0, r1, 2, 6, 3, 7),
+                 high23 = __builtin_shufflevector(r2, r3, 2, 6, 3, 7);
+      if (done == j) {
+        sum = __builtin_shufflevector(low01, low23, 0, 1, 4, 5) + sum;
+        sum = __builtin_shufflevector(low01, low23, 2, 3, 6, 7) + sum;
+      }
+      sum = __builtin_shufflevector(high01, high23, 0, 1, 4, 5) + sum;
+      sum = __builtin_shufflevector(high01, high23, 2, 3, 6, 7) + sum;
+    }
+    std::memcpy(out + i, &sum, sizeof sum);
+  }
 }
 
 void interpolate(const float* coef, int taps, const float* sample_zero, int count, const int* base, const int* column,
@@ -67,7 +95,7 @@ void interpolate(const float* coef, int taps, const float* sample_zero, int coun
 
 }  // namespace
 
-void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, float* trcoef, float* /*ifrc*/,
+void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, float* /*trcoef*/, float* /*ifrc*/,
               const int& nsin, const int& ncoef, const int& fsa, const int& lsa, const float& xoff, const int& iflv,
               const float& t0, const float& tsamp, int& nflv, int& nllv) noexcept {
   const int samples = nsin, taps = ncoef, first = fsa, last = lsa, first_live = iflv;
@@ -91,35 +119,51 @@ void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, 
   const int n = last - first + 1;
   const float* const sample_zero = trin + (taps - 1);
   float* const out = trout + (first - 1);
-  float* const centre = trcoef;  // coefficient of the tap behind the position
+  bool has_centre = true;  // every filter has a coefficient behind the position
+  for (int k = 0; k < 100; ++k) has_centre = has_centre && coef[k * taps + middle] != 0.0f;
+  int from = n, to = -1;  // samples, from 0, whose filter has one
   for (int m = 0; m < n; m += blockSamples) {
     const int count = std::min(blockSamples, n - m);
     int base[blockSamples], column[blockSamples];
     find_positions(geometry, sloth + first + m, first + m, count, base, column);
+    // whole quads, the last one filled up with its last sample
+    for (int i = count; i % 4 != 0; ++i) {
+      base[i] = base[count - 1];
+      column[i] = column[count - 1];
+    }
+    float moved[blockSamples];
     switch (taps) {
       case 12:
-        interpolate<12>(coef, sample_zero, count, base, column, out + m);
+        interpolate<12>(coef, sample_zero, count, base, column, moved);
         break;
       case 10:
-        interpolate<10>(coef, sample_zero, count, base, column, out + m);
+        interpolate<10>(coef, sample_zero, count, base, column, moved);
         break;
       case 8:
-        interpolate<8>(coef, sample_zero, count, base, column, out + m);
+        interpolate<8>(coef, sample_zero, count, base, column, moved);
         break;
       case 4:
-        interpolate<4>(coef, sample_zero, count, base, column, out + m);
+        interpolate<4>(coef, sample_zero, count, base, column, moved);
         break;
       default:
-        interpolate(coef, taps, sample_zero, count, base, column, out + m);
+        interpolate(coef, taps, sample_zero, count, base, column, moved);
     }
-    for (int i = 0; i < count; ++i) centre[m + i] = coef[column[i] * taps + middle];
+    std::copy_n(moved, count, out + m);
+    for (int i = 0; i < count && !has_centre; ++i) {
+      if (coef[column[i] * taps + middle] == 0.0f) continue;
+      from = std::min(from, m + i);
+      to = m + i;
+    }
+  }
+  if (has_centre) {
+    from = 0;
+    to = n - 1;
   }
 
   // What lies outside the first and the last coefficient that is not zero stays 0.
-  int from = 0, to = n - 1;
-  while (from < n - 1 && centre[from] == 0.0f) ++from;
-  while (to > 0 && centre[to] == 0.0f) --to;
-  host::vclr(out, 1, std::min(from, n));
+  from = std::min(from, n - 1);
+  to = std::max(to, 0);
+  host::vclr(out, 1, from);
   host::vclr(out + to + 1, 1, n - 1 - to);
   nflv = first + from;
   nllv = first + to;
