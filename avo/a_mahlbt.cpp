@@ -1,8 +1,11 @@
 #include <algorithm>
+#include <array>
+#include <functional>
+#include <iterator>
 #include <span>
 
 #include "avo/avo.h"
-#include "host/vector.h"
+#include "avo/convolution.h"
 
 namespace avo {
 
@@ -40,16 +43,13 @@ std::span<const float> filterOfLength(int ftrlen) noexcept {
 }  // namespace
 
 void a_mahlbt(const float* a, float* h, const int& nt, const int& is1, const int& is2, const int& ftrlen) noexcept {
-  const int samples = nt, lt1 = std::max(is1, 1), lt2 = std::min(is2, nt);
   const std::span<const float> g = filterOfLength(ftrlen);
   const int m = static_cast<int>(g.size());
-
-  host::vclr(h, 1, samples);
-  for (int j = -m; j < m; ++j) {
-    const int lag = 2 * j + 1;
-    const float tap = j < 0 ? -g[static_cast<std::size_t>(-j - 1)] : g[static_cast<std::size_t>(j)];
-    for (int i = std::max(lt1, lag + 1); i <= std::min(lt2, samples + lag); ++i) h[i - 1] += tap * a[i - lag - 1];
-  }
+  std::array<float, 2 * std::size(filter95)> taps;  // from the lowest lag
+  std::transform(g.rbegin(), g.rend(), taps.begin(), std::negate());
+  std::copy(g.begin(), g.end(), taps.begin() + m);
+  convolve(a, {.taps = taps.data(), .count = 2 * m, .first_lag = 1 - 2 * m, .lag_step = 2}, h, nt, std::max(is1, 1) - 1,
+           std::min(is2, nt));
 }
 
 }  // namespace avo
