@@ -3,14 +3,16 @@
 #include <tbb/blocked_range.h>
 #include <tbb/enumerable_thread_specific.h>
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
-#include "solution/solution.h"
+#include "host/wide.h"
+#include "solution/smoothed_products.h"
 
 namespace korvane {
 
@@ -22,15 +24,37 @@ constexpr int blockSamples = 64;  // samples that share a certificate
 /// Least and largest exponent field of the non-zero values of one quantity in one block of samples.
 struct Exponents {
   std::uint8_t least = 255, most = 0;
-
-  void include(const Exponents& other) {
-    least = std::min(least, other.least);
-    most = std::max(most, other.most);
-  }
 };
 
+/// Exponents of every quantity and block.
+struct ExponentRanges {
+  std::vector<std::uint8_t> least, most;
+
+  void resize(std::size_t cells) {
+    least.resize(cells);
+    most.resize(cells);
+  }
+  void clear() {
+    std::fill(least.begin(), least.end(), std::uint8_t{255});
+    std::fill(most.begin(), most.end(), std::uint8_t{0});
+  }
+  void include(const ExponentRanges& other) {
+    for (std::size_t i = 0; i < least.size(); ++i) least[i] = std::min(least[i], other.least[i]);
+    for (std::size_t i = 0; i < most.size(); ++i) most[i] = std::max(most[i], other.most[i]);
+  }
+  void set(std::size_t cell, const Exponents& e) {
+    least[cell] = e.least;
+    most[cell] = e.most;
+  }
+  Exponents operator[](std::size_t cell) const { return {least[cell], most[cell]}; }
+};
+
+Exponents merged(const Exponents& a, const Exponents& b) {
+  return {std::min(a.least, b.least), std::max(a.most, b.most)};
+}
+
 /// Exponents of `count` floats; values below the normal range count as the least normal exponent.
-Exponents exponentsOf(const float* values, int count) {
+KORVANE_WIDE Exponents exponentsOf(const float* values, int count) {
   std::uint32_t least = 255, most = 0;
   for (int i = 0; i < count; ++i) {
     const std::uint32_t bits = std::bit_cast<std::uint32_t>(values[i]) & 0x7fffffffu;
@@ -45,30 +69,24 @@ Exponents exponentsOf(const float* values, int count) {
 struct Smoothed {
   bool stored = false;
   int isample = 0;
-  std::vector<float> values;         ///< quantities x samples
-  std::vector<Exponents> exponents;  ///< quantities x blocks
+  std::vector<float> values;  ///< quantities x samples
+  ExponentRanges exponents;
 };
 
 /// Sums over the inlines of the neighbourhood at one crossline.
 struct Column {
   int count = 0;
   int isample = 0;
-  std::vector<double> sums;          ///< quantities x samples
-  std::vector<Exponents> exponents;  ///< quantities x blocks, of the terms in the sums
-  std::vector<std::uint8_t> valid;   ///< quantities x blocks: the sum is there
+  std::vector<double> sums;         ///< quantities x samples
+  ExponentRanges exponents;         ///< of the terms in the sums
+  std::vector<std::uint8_t> valid;  ///< quantities x blocks: the sum is there
 };
 
 /// Sums over the crosslines of the neighbourhood, slid along a stretch of positions.
 struct Window {
   std::vector<double> sums;
-  std::vector<Exponents> exponents;
+  ExponentRanges exponents;
   std::vector<std::uint8_t> valid;
-};
-
-/// Arrays for forming the smoothed products of a CDP.
-struct SmoothingWork {
-  std::vector<double> sums;
-  std::vector<float> weight, scratch1, scratch2;
 };
 
 /// Both ends included.
@@ -76,19 +94,30 @@ struct Span {
   int from, to;
 };
 
-void add(double* sums, const float* terms, int count) {
+KORVANE_WIDE void add(double* sums, const float* terms, int count) {
+  KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] += static_cast<double>(terms[i]);
 }
-void subtract(double* sums, const float* terms, int count) {
+KORVANE_WIDE void subtract(double* sums, const float* terms, int count) {
+  KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] -= static_cast<double>(terms[i]);
 }
-void add(double* sums, const double* terms, int count) {
+KORVANE_WIDE void add(double* sums, const double* terms, int count) {
+  KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] += terms[i];
 }
-void subtract(double* sums, const double* terms, int count) {
+KORVANE_WIDE void subtract(double* sums, const double* terms, int count) {
+  KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] -= terms[i];
 }
-void exchange(double* sums, const double* entering, const double* leaving, int count) {
+KORVANE_WIDE void exchange(double* sums, const float* entering, const float* leaving, int count) {
+  KORVANE_INDEPENDENT
+  for (int i = 0; i < count; ++i) {
+    sums[i] = (sums[i] + static_cast<double>(entering[i])) - static_cast<double>(leaving[i]);
+  }
+}
+KORVANE_WIDE void exchange(double* sums, const double* entering, const double* leaving, int count) {
+  KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] = (sums[i] + entering[i]) - leaving[i];
 }
 
@@ -115,6 +144,7 @@ class NeighbourhoodSums::Impl {
              const std::function<void(int)>& done) {
     stores_ = stores;
     sector_ = sector;
+    const int threads = tbb::this_task_arena::max_concurrency();
     int visited = 0;
     for (int from = 0; from < p_.xtlines; from += tileWidth_) {
       tile_ = {from, std::min(from + tileWidth_, p_.xtlines) - 1};
@@ -122,9 +152,13 @@ class NeighbourhoodSums::Impl {
       clearColumns();
       for (int il = 0; il < p_.itlines; ++il) {
         tbb::parallel_for(halo_.from, halo_.to + 1, [&](int ix) { advanceColumn(il, ix); });
-        tbb::parallel_for(tbb::blocked_range<int>(tile_.from, tile_.to + 1, 16), [&](const auto& stretch) {
-          visitStretch(il, {stretch.begin(), stretch.end() - 1}, visit);
-        });
+        const int grain = std::max(16, (tile_.to - tile_.from) / threads + 1);  // a stretch starts with a whole window
+        tbb::parallel_for(
+            tbb::blocked_range<int>(tile_.from, tile_.to + 1, grain),
+            [&](const auto& stretch) {
+              visitStretch(il, {stretch.begin(), stretch.end() - 1}, visit);
+            },
+            tbb::simple_partitioner());
         visited += tile_.to - tile_.from + 1;
         done(visited);
       }
@@ -172,7 +206,7 @@ class NeighbourhoodSums::Impl {
   void clearColumns() {
     for (Column& column : columns_) {
       std::fill(column.sums.begin(), column.sums.end(), 0.0);
-      std::fill(column.exponents.begin(), column.exponents.end(), Exponents{});
+      column.exponents.clear();
       std::fill(column.valid.begin(), column.valid.end(), std::uint8_t{1});
     }
   }
@@ -186,6 +220,13 @@ class NeighbourhoodSums::Impl {
   Span inlines(int il) const { return {std::max(il - p_.numxsum2, 0), std::min(il + p_.numxsum2, p_.itlines - 1)}; }
   Span crosslines(int ix) const { return {std::max(ix - p_.numysum2, 0), std::min(ix + p_.numysum2, p_.xtlines - 1)}; }
 
+  ExponentRanges& emptyTerms() {
+    ExponentRanges& terms = terms_.local();
+    terms.resize(static_cast<std::size_t>(quantities * blocks_));
+    terms.clear();
+    return terms;
+  }
+
   /// Forms the smoothed products of a CDP as sums with one term.
   void smooth(int il, int ix) {
     Smoothed& cdp = smoothed(il, ix);
@@ -194,30 +235,27 @@ class NeighbourhoodSums::Impl {
     if (!cdp.stored) return;
     cdp.isample = stores_.ilsamp[slot];
 
-    SmoothingWork& w = smoothingWork_.local();
-    const auto ns = static_cast<std::size_t>(ns_);
-    w.sums.assign(quantities * ns, 0.0);
-    w.weight.assign(ns, 1.0f);
-    w.scratch1.resize(ns);
-    w.scratch2.resize(ns);
+    std::vector<float>& scratch = scratch_.local();
+    scratch.resize(10 * static_cast<std::size_t>(ns_));
     const std::int64_t row = slot * ns_;
-    double* sums = w.sums.data();
-    solution::a_sauavg(sums, sums + ns, sums + 2 * ns, sums + 3 * ns, sums + 4 * ns, stores_.astore + row,
-                       stores_.ahstore + row, stores_.bstore + row, stores_.bhstore + row, w.weight.data(),
-                       w.scratch1.data(), w.scratch2.data(), ns_, 1, ns_, p_.icorrwin, 1.0f);
-    for (std::size_t i = 0; i < w.sums.size(); ++i) cdp.values[i] = static_cast<float>(sums[i]);
-    forEachBlock(
-        [&](int q, int b) { cdp.exponents[cell(q, b)] = exponentsOf(cdp.values.data() + sample(q, b), samplesOf(b)); });
+    solution::smoothed_products(stores_.astore + row, stores_.ahstore + row, stores_.bstore + row,
+                                stores_.bhstore + row, ns_, p_.icorrwin, scratch.data(), cdp.values.data());
+    forEachBlock([&](int q, int b) {
+      cdp.exponents.set(cell(q, b), exponentsOf(cdp.values.data() + sample(q, b), samplesOf(b)));
+    });
   }
 
   /// Takes the column of a crossline from the neighbourhood of the inline before to that of this one.
   void advanceColumn(int il, int ix) {
     const Span now = inlines(il);
     const Span entering{il == 0 ? 0 : std::max(inlines(il - 1).to + 1, 0), now.to};
-    const bool leaves = il > 0 && inlines(il - 1).from < now.from;
     for (int row = entering.from; row <= entering.to; ++row) smooth(row, ix);
+    // beyond the first inline no more than one enters, and no more than one leaves
+    const bool enters = il > 0 && entering.from == entering.to && smoothed(now.to, ix).stored;
+    const bool leaves = il > 0 && inlines(il - 1).from < now.from && smoothed(now.from - 1, ix).stored;
 
     Column& c = column(ix);
+    ExponentRanges& terms = emptyTerms();
     c.count = 0;
     c.isample = 0;
     for (int row = now.from; row <= now.to; ++row) {
@@ -225,43 +263,46 @@ class NeighbourhoodSums::Impl {
       if (!cdp.stored) continue;
       ++c.count;
       c.isample = std::max(c.isample, cdp.isample);
+      terms.include(cdp.exponents);
     }
     forEachBlock([&](int q, int b) {
       const std::size_t at = sample(q, b), mark = cell(q, b);
-      Exponents terms, both = c.exponents[mark];
-      for (int row = now.from; row <= now.to; ++row) {
-        const Smoothed& cdp = smoothed(row, ix);
-        if (cdp.stored) terms.include(cdp.exponents[mark]);
-      }
-      both.include(terms);
+      const bool isExact = exact(terms[mark]);
       double* sums = c.sums.data() + at;
-      if (c.valid[mark] != 0 && exact(both)) {
-        for (int row = entering.from; row <= entering.to; ++row) {
-          const Smoothed& cdp = smoothed(row, ix);
-          if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
-        }
-        if (leaves && smoothed(now.from - 1, ix).stored) {
+      if (c.valid[mark] != 0 && exact(merged(c.exponents[mark], terms[mark]))) {
+        if (enters && leaves) {
+          exchange(sums, smoothed(now.to, ix).values.data() + at, smoothed(now.from - 1, ix).values.data() + at,
+                   samplesOf(b));
+        } else if (leaves) {
           subtract(sums, smoothed(now.from - 1, ix).values.data() + at, samplesOf(b));
+        } else {
+          for (int row = entering.from; row <= entering.to; ++row) {
+            const Smoothed& cdp = smoothed(row, ix);
+            if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
+          }
         }
-      } else if (exact(terms)) {
+      } else if (isExact) {
         std::fill_n(sums, samplesOf(b), 0.0);
         for (int row = now.from; row <= now.to; ++row) {
           const Smoothed& cdp = smoothed(row, ix);
           if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
         }
       }
-      c.valid[mark] = exact(terms) ? 1 : 0;
-      c.exponents[mark] = terms;
+      c.valid[mark] = isExact ? 1 : 0;
     });
+    std::swap(c.exponents, terms);
   }
 
   void visitStretch(int il, const Span& stretch, const std::function<void(const NeighbourhoodTotals&)>& visit) {
     Window& w = windows_.local();
     w.sums.resize(static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_));
-    w.exponents.assign(static_cast<std::size_t>(quantities * blocks_), {});
-    w.valid.assign(w.exponents.size(), 0);
+    w.exponents.resize(static_cast<std::size_t>(quantities * blocks_));
+    w.valid.assign(static_cast<std::size_t>(quantities * blocks_), 0);
     for (int ix = stretch.from; ix <= stretch.to; ++ix) {
-      forEachBlock([&](int q, int b) { advanceWindow(il, ix, q, b, w); });
+      ExponentRanges& terms = emptyTerms();
+      for (int k = crosslines(ix).from; k <= crosslines(ix).to; ++k) terms.include(column(k).exponents);
+      forEachBlock([&](int q, int b) { advanceWindow(il, ix, q, b, terms, w); });
+      std::swap(w.exponents, terms);
       NeighbourhoodTotals totals{.kcdp = il * p_.xtlines + ix};
       const Span now = crosslines(ix);
       for (int k = now.from; k <= now.to; ++k) {
@@ -278,22 +319,18 @@ class NeighbourhoodSums::Impl {
   }
 
   /// Takes one block of the window from the position before to this one.
-  void advanceWindow(int il, int ix, int quantity, int block, Window& w) {
+  void advanceWindow(int il, int ix, int quantity, int block, const ExponentRanges& terms, Window& w) {
     const Span now = crosslines(ix);
     const std::size_t at = sample(quantity, block), mark = cell(quantity, block);
     const int count = samplesOf(block);
     double* sums = w.sums.data() + at;
-    Exponents terms, both = w.exponents[mark];
-    for (int k = now.from; k <= now.to; ++k) terms.include(column(k).exponents[mark]);
-    both.include(terms);
-    w.exponents[mark] = terms;
-    if (!exact(terms)) {
+    if (!exact(terms[mark])) {
       sumInOrder(inlines(il), now, at, count, sums);
       w.valid[mark] = 0;
       return;
     }
     const auto columnSums = [&](int k) { return column(k).sums.data() + at; };
-    if (w.valid[mark] != 0 && exact(both)) {
+    if (w.valid[mark] != 0 && exact(merged(w.exponents[mark], terms[mark]))) {
       const Span before = crosslines(ix - 1);
       if (now.to > before.to && now.from > before.from) {
         exchange(sums, columnSums(now.to), columnSums(before.from), count);
@@ -332,7 +369,8 @@ class NeighbourhoodSums::Impl {
   Span halo_{};        ///< crosslines summed
   std::vector<Smoothed> ring_;
   std::vector<Column> columns_;
-  tbb::enumerable_thread_specific<SmoothingWork> smoothingWork_;
+  tbb::enumerable_thread_specific<std::vector<float>> scratch_;  ///< for the smoothed products
+  tbb::enumerable_thread_specific<ExponentRanges> terms_;        ///< of the sum in hand
   tbb::enumerable_thread_specific<Window> windows_;
 };
 
