@@ -10,7 +10,7 @@
 /// the job, the data, the tables and the user comes through these operations. A site with another framework links its
 /// own implementation of this header; ours is in host/local/.
 ///
-/// No operation is called from more than one thread at a time, mem_check apart.
+/// No operation is called from more than one thread at a time, mem_check and applyStatic2 apart.
 namespace host {
 
 // ---- job records, valid once stConnectToServer has returned --------------------------------------------------------
@@ -156,6 +156,7 @@ void intlin(int m, const float* x, const float* y, int n, const float* xOut, flo
 /// Resamples a function from interval dt to interval dtOut, both from time t0; beyond the input: first, last.
 void ress8r(int n, const float* in, int nOut, float* out, float dt, float t0, float first, float last, float dtOut);
 /// Shifts a trace in time in place: out(t) = in(t - shift), shift and dt in ms, zeros coming in.
+/// Callable from any thread.
 void applyStatic2(float* trace, float* work, int nt, float dt, float shift);
 /// Number of values in a list string. The buffer holds twice the length of the string and may be rewritten.
 int decodePrep(char* list, int length);

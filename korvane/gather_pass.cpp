@@ -1,5 +1,6 @@
 #include "korvane/gather_pass.h"
 
+#include <tbb/parallel_for.h>
 #include <tbb/task_group.h>
 
 #include <algorithm>
@@ -144,41 +145,70 @@ bool emitsPrestack(const RunState& run) {
   return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
 }
 
-/// Moves one live trace out, shifts it by its static, adds it to its sector's angle sums.
-// reads: parameters, constants, stores.istore, work.sloth
-// writes: work.trsave, tnmo, num, sumrun, scratch; output traces
-void analyseTrace(const RunState& run, const Ensemble& ensemble, int j, Work& w) {
+/// Arrays for moving one trace out at a time.
+struct MoveoutWork {
+  std::vector<float>&trsave, &rcoef, &tempTrc1, &tempTrc2, &tempTrc3;
+
+  explicit MoveoutWork(Work& w)
+      : trsave(w.trsave), rcoef(w.rcoef), tempTrc1(w.tempTrc1), tempTrc2(w.tempTrc2), tempTrc3(w.tempTrc3) {}
+};
+
+/// Moves the traces from .. to - 1 of the ensemble out and shifts them by their statics, each in its place, and finds
+/// their sectors. Traces that are dead, or whose sector dropped out in an earlier pass, get sector -1 and stay as they
+/// are. Different traces may be moved side by side, each with arrays of its own in `scratch`.
+// reads: parameters, constants, stores.istore, work.sloth   writes: work.samples, sectors, scratch
+void moveOut(const RunState& run, const Ensemble& ensemble, int from, int to, Work& w, const MoveoutWork& scratch) {
   const Parameters& p = run.parameters;
   const Constants& c = run.constants;
-  const host::StandardHeaders& hdr = run.constants.hdr;
-  std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
+  for (int j = from; j < to; ++j) {
+    const std::int32_t* head = w.iheads[static_cast<std::size_t>(j)];
+    int& s = w.sectors[static_cast<std::size_t>(j)];
+    s = -1;
+    if (!isLive(head, c.hdr.itrc_type)) continue;
+    const int sector = azimuthSector(p, c, head);
+    if (run.numiter > 1 && run.stores.istore[rowStart(p, sector, ensemble.kcdp, 1)] == 0) continue;
+    s = sector;
 
-  const int s = azimuthSector(p, c, head);
-  const SectorWork sector(run, w, s);
-  const float offset = std::abs(standardFloat(head, hdr.ioffset));
-  if (run.numiter > 1 && run.stores.istore[rowStart(p, s, ensemble.kcdp, 1)] == 0) return;
-
-  float* moved = w.tnmo.data();
-  std::fill_n(w.trsave.begin(), p.nt + 2 * c.ilen, 0.0f);
-  std::copy_n(w.traces[static_cast<std::size_t>(j)], p.nt, w.trsave.begin() + c.ilen);
-  int first = 1, last = p.nt;
-  moveout::a_samvot(w.trsave.data(), sector.sloth, w.rcoef.data(), moved, w.tempTrc1.data(), w.tempTrc2.data(), p.nt,
-                    c.ilen, first, last, offset, first, 0.0f, c.dtt, first, last);
-
-  if (p.istatic != 0) {
-    const float shift = standardFloat(head, hdr.ina_stat);
-    if (shift != 0.0f) host::applyStatic2(moved, w.tempTrc3.data(), p.nt, p.dt, shift);
+    float* trace = w.traces[static_cast<std::size_t>(j)];
+    std::fill_n(scratch.trsave.begin(), c.ilen, 0.0f);
+    std::copy_n(trace, p.nt, scratch.trsave.begin() + c.ilen);
+    std::fill_n(scratch.trsave.begin() + c.ilen + p.nt, c.ilen, 0.0f);
+    int first = 1, last = p.nt;
+    moveout::a_samvot(scratch.trsave.data(), SectorWork(run, w, s).sloth, scratch.rcoef.data(), trace,
+                      scratch.tempTrc1.data(), scratch.tempTrc2.data(), p.nt, c.ilen, first, last,
+                      std::abs(standardFloat(head, c.hdr.ioffset)), first, 0.0f, c.dtt, first, last);
+    if (p.istatic == 0) continue;
+    const float shift = standardFloat(head, c.hdr.ina_stat);
+    if (shift != 0.0f) host::applyStatic2(trace, scratch.tempTrc3.data(), p.nt, p.dt, shift);
   }
+}
 
-  int from = 1, to = p.nt;
-  avo::a_sahcic(sector.sumrun, moved, sector.sloth, w.sin2.data(), c.isrun, from, to, 1, p.nt, 0.0f, c.dtt, offset,
-                p.thetamin, p.thetamax, 0, 1.0f);
-
-  if (emitsPrestack(run)) {
-    standardWord(head, hdr.iend_ens) = 0;
-    host::stPutTrace(moved, head);
+/// Adds the moved traces to the angle sums of their sectors.
+// reads: parameters, constants, work.samples, sectors, sloth   writes: work.num, sumrun, sin2
+void sumAngles(const RunState& run, const Ensemble& ensemble, Work& w) {
+  const Parameters& p = run.parameters;
+  const Constants& c = run.constants;
+  std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
+  std::fill(w.num.begin(), w.num.end(), 0);
+  for (int j = 0; j < ensemble.traces; ++j) {
+    const auto trace = static_cast<std::size_t>(j);
+    if (w.sectors[trace] < 0) continue;
+    const SectorWork sector(run, w, w.sectors[trace]);
+    int from = 1, to = p.nt;
+    avo::a_sahcic(sector.sumrun, w.traces[trace], sector.sloth, w.sin2.data(), c.isrun, from, to, 1, p.nt, 0.0f, c.dtt,
+                  std::abs(standardFloat(w.iheads[trace], c.hdr.ioffset)), p.thetamin, p.thetamax, 0, 1.0f);
+    ++sector.num;
   }
-  ++sector.num;
+}
+
+// reads: work.samples, sectors   writes: the headers; output traces
+void putMovedTraces(const RunState& run, const Ensemble& ensemble, Work& w) {
+  for (int j = 0; j < ensemble.traces; ++j) {
+    const auto trace = static_cast<std::size_t>(j);
+    if (w.sectors[trace] < 0) continue;
+    standardWord(w.iheads[trace], run.constants.hdr.iend_ens) = 0;
+    host::stPutTrace(w.traces[trace], w.iheads[trace]);
+  }
 }
 
 /// Velocity trace of a sector; a sector without enough traces ends its output with it.
@@ -253,24 +283,53 @@ void finishSector(RunState& run, const Ensemble& ensemble, int s, std::int32_t* 
   storeSector(run, sector, s, ensemble, w);
 }
 
-/// Analyses an ensemble of the grid. Ensembles of different slots may be analysed side by side.
-// reads: parameters, constants, stores   writes: stores of its slot, work; output traces
-void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
-  const Parameters& p = run.parameters;
+/// What precedes the traces: the velocity functions of the ensemble and their slownesses.
+// reads: parameters, stores   writes: work.vels, sloth, slothi
+void prepare(const RunState& run, const Ensemble& ensemble, Work& w) {
   if (run.numiter > 1) takeRevisedVelocity(run, ensemble, w);
   makeSlowness(run, w);
-  std::fill(w.sumrun.begin(), w.sumrun.end(), 0.0f);
-  std::fill(w.num.begin(), w.num.end(), 0);
-  for (int j = 0; j < ensemble.traces; ++j) {
-    if (isLive(w.iheads[static_cast<std::size_t>(j)], run.constants.hdr.itrc_type)) analyseTrace(run, ensemble, j, w);
-  }
+}
+
+// reads: parameters, constants, work   writes: stores of the ensemble's slot, work; output traces
+void finishSectors(RunState& run, const Ensemble& ensemble, Work& w) {
   std::int32_t* lastHead = w.iheads[static_cast<std::size_t>(ensemble.traces - 1)];
-  for (int s = 0; s < p.nazim; ++s) finishSector(run, ensemble, s, lastHead, w);
+  for (int s = 0; s < run.parameters.nazim; ++s) finishSector(run, ensemble, s, lastHead, w);
+}
+
+/// Analyses an ensemble of the grid. Ensembles of different slots may be analysed side by side.
+// reads: parameters, constants, stores   writes: stores of its slot, work
+void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
+  prepare(run, ensemble, w);
+  moveOut(run, ensemble, 0, ensemble.traces, w, MoveoutWork(w));
+  sumAngles(run, ensemble, w);
+  finishSectors(run, ensemble, w);
+}
+
+/// Analyses an ensemble of the grid and puts its traces out. The calling flow of control makes every call of the
+/// framework; beside it the traces are moved out, with arrays from all flows, and summed.
+// reads: parameters, constants, stores   writes: stores of its slot, work, scratch of every flow; output traces
+void analyseEnsembleWithOutput(RunState& run, const Ensemble& ensemble, Work& w) {
+  prepare(run, ensemble, w);
+  const int flows = static_cast<int>(run.flows.size());
+  const auto stretch = [&](int k) { return static_cast<int>(std::int64_t{ensemble.traces} * k / flows); };
+  tbb::parallel_for(0, flows, [&](int k) {
+    moveOut(run, ensemble, stretch(k), stretch(k + 1), w, MoveoutWork(run.flows[static_cast<std::size_t>(k)]));
+  });
+  tbb::task_group sums;
+  sums.run([&] { sumAngles(run, ensemble, w); });
+  try {
+    putMovedTraces(run, ensemble, w);
+  } catch (...) {
+    sums.wait();
+    throw;
+  }
+  sums.wait();
+  finishSectors(run, ensemble, w);
 }
 
 /// The ensembles that are being analysed beside the fetching of others, in two halves: while one is analysed the other
-/// is filled. The flow of control that fetches makes every call of the framework; an analysis that calls it too is
-/// made by that flow at once.
+/// is filled. The flow of control that fetches makes every call of the framework; an analysis that puts traces out is
+/// made at once.
 class Analyses {
  public:
   explicit Analyses(RunState& run) : run_(run), half_((run.flows.size() + 1) / 2) {}
@@ -293,12 +352,12 @@ class Analyses {
   void start(const Ensemble& ensemble) {
     Half& half = halves_[next_ / half_];
     if (isUnderWay(ensemble.kcdp)) finish();
-    if (run_.flows.size() == 1 || run_.parameters.istatic != 0 || emitsPrestack(run_)) {
+    Work& w = run_.flows[next_];
+    if (emitsPrestack(run_)) {
       finish();
-      analyseEnsemble(run_, ensemble, run_.flows[next_]);
+      analyseEnsembleWithOutput(run_, ensemble, w);
       return;
     }
-    Work& w = run_.flows[next_];
     half.slots.push_back(ensemble.kcdp);
     half.tasks.run([this, ensemble, &w] { analyseEnsemble(run_, ensemble, w); });
     next_ = (next_ + 1) % run_.flows.size();

@@ -114,15 +114,16 @@ struct Stores {
 
 /// Arrays of one flow of control through the ensembles.
 struct Work {
-  std::vector<float> samples;         ///< nx x nt: the ensemble in hand
+  std::vector<float> samples;         ///< nx x nt: the ensemble in hand, as it came or moved out
   std::vector<std::int32_t> words;    ///< nx x (nth + 1): its headers
   std::vector<float*> traces;         ///< nx, into samples
   std::vector<std::int32_t*> iheads;  ///< nx, into words
   std::vector<float> rcoef;           ///< filter bank of this flow: moveout rewrites its last column
   std::vector<float> sloth, slothi;   ///< nazim x (nt + 2): squared slowness
   std::vector<float> trsave;          ///< a trace between ilen zeros on either side
-  std::vector<float> tnmo;            ///< a moved-out trace; in the output pass nazim functions of ntt
+  std::vector<float> tnmo;            ///< nazim x ntt: output functions
   std::vector<float> tempTrc1, tempTrc2, tempTrc3;
+  std::vector<int> sectors;   ///< nx: azimuth sectors of its traces, -1: not analysed
   std::vector<double> sin2;   ///< nt: squared sines of a trace's angles
   std::vector<float> tro;     ///< A, then B, of idiff each
   std::vector<float> vels;    ///< nazim x nt: velocity functions

@@ -64,12 +64,13 @@ void makeWork(const Sizes& n, const Constants& c, Work& w) {
   w.sloth.resize((n.nt + 2) * n.nazim);
   w.slothi.resize((n.nt + 2) * n.nazim);
   w.trsave.resize(std::max(2 * n.nt, n.nt + 2 * n.ilen));
-  w.tnmo.resize(std::max(n.nt, n.ntt * n.nazim));
+  w.tnmo.resize(n.ntt * n.nazim);
   // the output pass lays three rounds of sectors, or an output function, into the scratch traces
   const std::size_t scratch = std::max({n.nt, n.ntt, 4 * n.nazim});
   w.tempTrc1.resize(std::max(2 * n.nt * n.ilen, scratch));
   w.tempTrc2.resize(scratch);
   w.tempTrc3.resize(scratch);
+  w.sectors.resize(n.nx);
   w.sin2.resize(n.nt);
   w.tro.resize(2 * n.nt);
   w.vels.resize(n.nt * n.nazim);
