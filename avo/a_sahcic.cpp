@@ -10,7 +10,6 @@ namespace {
 
 constexpr float radian = 57.29578f;  // degrees
 constexpr double rejected = -1.0;
-constexpr int blockSamples = 128;  // samples whose sums stay in first-level cache over all columns
 
 /// Squared sines of the angles of straight rays for the samples first .. last, counted from 1; those outside the limits
 /// are rejected.
@@ -25,9 +24,23 @@ KORVANE_WIDE void find_angles(const float* sloth, double* scratch, int first, in
   }
 }
 
+/// First sample of first .. last whose angle is rejected, or last + 1.
+KORVANE_WIDE int first_rejected(const double* x2, int first, int last) {
+  constexpr int blockSamples = 64;
+  for (; first + blockSamples - 1 <= last; first += blockSamples) {
+    int rejections = 0;
+    for (int k = 0; k < blockSamples; ++k) rejections += x2[first - 1 + k] < 0.0 ? 1 : 0;
+    if (rejections != 0) break;
+  }
+  while (first <= last && !(x2[first - 1] < 0.0)) ++first;
+  return first;
+}
+
 /// Adds `count` samples d with squared sines x2 and weight w to their rows of the sums, which are `rows` apart from
 /// column to column.
-KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2, float w) {
+template <bool unitWeight>
+[[gnu::always_inline]] inline void accumulate(float* s, int rows, int count, const float* d, const double* x2,
+                                              float w) {
   const double weight = static_cast<double>(w);
   const auto sum = [=](int k) { return column(s, rows, k); };
   float* const sy = sum(sums::sy);
@@ -40,17 +53,38 @@ KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, cons
   float* const sx8 = sum(sums::sx8);
   float* const sy2 = sum(sums::sy2);
   const auto wide = [](float value) { return static_cast<double>(value); };
-  const auto add = [](float old, double term) { return static_cast<float>(static_cast<double>(old) + term); };
-  // One column after the other: the samples of a column are independent of each other.
-  for (int i = 0; i < count; ++i) sy[i] += d[i] * w;
-  for (int i = 0; i < count; ++i) sx2y[i] = add(sx2y[i], wide(d[i] * w) * x2[i]);
-  for (int i = 0; i < count; ++i) sx4y[i] = add(sx4y[i], wide(d[i] * w) * (x2[i] * x2[i]));
-  for (int i = 0; i < count; ++i) sx0[i] = add(sx0[i], weight);
-  for (int i = 0; i < count; ++i) sx2[i] = add(sx2[i], weight * x2[i]);
-  for (int i = 0; i < count; ++i) sx4[i] = add(sx4[i], weight * (x2[i] * x2[i]));
-  for (int i = 0; i < count; ++i) sx6[i] = add(sx6[i], weight * (x2[i] * (x2[i] * x2[i])));
-  for (int i = 0; i < count; ++i) sx8[i] = add(sx8[i], weight * ((x2[i] * x2[i]) * (x2[i] * x2[i])));
-  for (int i = 0; i < count; ++i) sy2[i] += d[i] * (d[i] * w);
+  const auto add = [](float& total, double term) { total = static_cast<float>(static_cast<double>(total) + term); };
+  KORVANE_INDEPENDENT
+  for (int i = 0; i < count; ++i) {
+    const float y = d[i] * w;
+    const double wideY = wide(y), x = x2[i], xx = x * x;
+    sy[i] += y;
+    sy2[i] += d[i] * y;
+    add(sx2y[i], wideY * x);
+    add(sx4y[i], wideY * xx);
+    // of two floats, a sum rounded to double and then to float is the one rounded to float
+    sx0[i] += w;
+    if constexpr (unitWeight) {
+      sx2[i] += static_cast<float>(x);
+      add(sx4[i], xx);
+      add(sx6[i], x * xx);
+      add(sx8[i], xx * xx);
+    } else {
+      add(sx2[i], weight * x);
+      add(sx4[i], weight * xx);
+      add(sx6[i], weight * (x * xx));
+      add(sx8[i], weight * (xx * xx));
+    }
+  }
+}
+
+KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2, float w) {
+  accumulate<false>(s, rows, count, d, x2, w);
+}
+
+/// With a weight of 1; the squared sines are of single precision.
+KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2) {
+  accumulate<true>(s, rows, count, d, x2, 1.0f);
 }
 
 }  // namespace
@@ -90,12 +124,15 @@ void a_sahcic(float* s, const float* trace, const float* sloth, double* scratch,
 
   while (flv <= llv && scratch[flv - 1] < 0.0) ++flv;
   if (flv > llv) return;
-  int runEnd = flv;
-  while (runEnd < llv && !(scratch[runEnd] < 0.0)) ++runEnd;
+  const int runEnd = first_rejected(scratch, flv, llv) - 1;
 
   const int rows = lastRow - firstRow + 1;
-  for (int i = flv; i <= runEnd; i += blockSamples) {
-    accumulate(s + (i - firstRow), rows, std::min(blockSamples, runEnd - i + 1), trace + (i - 1), scratch + (i - 1), w);
+  float* const from = s + (flv - firstRow);
+  const int count = runEnd - flv + 1;
+  if (offsetForm && w == 1.0f) {
+    accumulate(from, rows, count, trace + (flv - 1), scratch + (flv - 1));
+  } else {
+    accumulate(from, rows, count, trace + (flv - 1), scratch + (flv - 1), w);
   }
 
   fin = flv;

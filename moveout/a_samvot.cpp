@@ -42,41 +42,52 @@ KORVANE_WIDE void find_positions(const Geometry& g, const float* sloth, int firs
 }
 
 using Quad = float __attribute__((vector_size(16)));
+using Oct = float __attribute__((vector_size(32)));
 
-Quad load(const float* at) {
-  Quad values;
-  std::memcpy(&values, at, sizeof values);
-  return values;
+constexpr int lanes = 8;  // output samples that are formed side by side
+
+[[gnu::always_inline]] inline void load(const float* low, const float* high, Oct& values) {
+  Quad a, b;
+  std::memcpy(&a, low, sizeof a);
+  std::memcpy(&b, high, sizeof b);
+  values = __builtin_shufflevector(a, b, 0, 1, 2, 3, 4, 5, 6, 7);
 }
 
-/// Four output samples at a time: their products are formed along the taps, where filter and input are contiguous, and
-/// turned over, so that each lane adds up the taps of its sample in ascending order from 0.
+/// Eight output samples at a time: their products are formed along the taps, where filter and input are contiguous, and
+/// turned over in blocks of four by four, so that each lane adds up the taps of its sample in ascending order from 0.
 template <int taps>
 KORVANE_WIDE void interpolate(const float* coef, const float* sample_zero, int count, const int* base,
                               const int* column, float* out) {
-  for (int i = 0; i < count; i += 4) {
-    Quad sum{};
-    const float* c[4];
-    const float* x[4];
+  constexpr int quads = (taps + 3) / 4;
+  // the last quad of 10 taps overlaps the one before it
+  const auto first_tap = [](int q) { return std::min(4 * q, taps - 4); };
+  for (int i = 0; i < count; i += lanes) {
+    Oct product[quads][4];  // of samples k and k + 4
     for (int k = 0; k < 4; ++k) {
-      c[k] = coef + column[i + k] * taps;
-      x[k] = sample_zero + base[i + k];
-    }
-    for (int done = 0; done < taps; done += 4) {
-      // the last quad of 10 taps overlaps the one before it
-      const int j = done + 4 <= taps ? done : taps - 4;
-      const Quad r0 = load(c[0] + j) * load(x[0] + j), r1 = load(c[1] + j) * load(x[1] + j);
-      const Quad r2 = load(c[2] + j) * load(x[2] + j), r3 = load(c[3] + j) * load(x[3] + j);
-      const Quad low01 = __builtin_shufflevector(r0, r1, 0, 4, 1, 5),
-                 low23 = __builtin_shufflevector(r2, r3, 0, 4, 1, 5);
-      const Quad high01 = __builtin_shufflevector(r0, r1, 2, 6, 3, 7),
-                 high23 = __builtin_shufflevector(r2, r3, 2, 6, 3, 7);
-      if (done == j) {
-        sum = __builtin_shufflevector(low01, low23, 0, 1, 4, 5) + sum;
-        sum = __builtin_shufflevector(low01, low23, 2, 3, 6, 7) + sum;
+      const float* const c0 = coef + column[i + k] * taps;
+      const float* const c1 = coef + column[i + k + 4] * taps;
+      const float* const x0 = sample_zero + base[i + k];
+      const float* const x1 = sample_zero + base[i + k + 4];
+      for (int q = 0; q < quads; ++q) {
+        Oct c, x;
+        load(c0 + first_tap(q), c1 + first_tap(q), c);
+        load(x0 + first_tap(q), x1 + first_tap(q), x);
+        product[q][k] = c * x;
       }
-      sum = __builtin_shufflevector(high01, high23, 0, 1, 4, 5) + sum;
-      sum = __builtin_shufflevector(high01, high23, 2, 3, 6, 7) + sum;
+    }
+    Oct sum{};
+    for (int q = 0; q < quads; ++q) {
+      const auto& r = product[q];
+      const Oct low01 = __builtin_shufflevector(r[0], r[1], 0, 8, 1, 9, 4, 12, 5, 13);
+      const Oct low23 = __builtin_shufflevector(r[2], r[3], 0, 8, 1, 9, 4, 12, 5, 13);
+      const Oct high01 = __builtin_shufflevector(r[0], r[1], 2, 10, 3, 11, 6, 14, 7, 15);
+      const Oct high23 = __builtin_shufflevector(r[2], r[3], 2, 10, 3, 11, 6, 14, 7, 15);
+      if (first_tap(q) == 4 * q) {
+        sum = __builtin_shufflevector(low01, low23, 0, 1, 8, 9, 4, 5, 12, 13) + sum;
+        sum = __builtin_shufflevector(low01, low23, 2, 3, 10, 11, 6, 7, 14, 15) + sum;
+      }
+      sum = __builtin_shufflevector(high01, high23, 0, 1, 8, 9, 4, 5, 12, 13) + sum;
+      sum = __builtin_shufflevector(high01, high23, 2, 3, 10, 11, 6, 7, 14, 15) + sum;
     }
     std::memcpy(out + i, &sum, sizeof sum);
   }
@@ -126,8 +137,8 @@ void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, 
     const int count = std::min(blockSamples, n - m);
     int base[blockSamples], column[blockSamples];
     find_positions(geometry, sloth + first + m, first + m, count, base, column);
-    // whole quads, the last one filled up with its last sample
-    for (int i = count; i % 4 != 0; ++i) {
+    // the last lanes are filled up with the last sample
+    for (int i = count; i % lanes != 0; ++i) {
       base[i] = base[count - 1];
       column[i] = column[count - 1];
     }
