@@ -122,6 +122,7 @@ void gather(benchmark::State& state, Kernels kernels) {
     solve(g, kernels);
   }
   bench::report(state, g.hash());
+  state.SetItemsProcessed(state.iterations() * traces);
 }
 
 BENCHMARK_CAPTURE(moveout_, plain, plain)->Unit(benchmark::kMicrosecond);

@@ -1,18 +1,15 @@
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <tbb/global_control.h>
-#include <tbb/task_arena.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <random>
 #include <vector>
 
 #include "bench/hash.h"
+#include "bench/quiet.h"
+#include "bench/threads.h"
 #include "korvane/gather_pass.h"
 #include "korvane/start_up.h"
 #include "korvane/update_pass.h"
@@ -57,32 +54,6 @@ class Gathers : public host::local::EnsembleSource {
   std::vector<float> amplitudes_;
 };
 
-/// Work as a run does it on that many threads.
-template <class Operation>
-void onThreads(std::int64_t threads, Operation operation) {
-  const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
-  tbb::task_arena(static_cast<int>(threads)).execute(operation);
-}
-
-/// What a pass prints has no place between the figures.
-class Quiet {
- public:
-  Quiet() : kept_(dup(STDOUT_FILENO)) {
-    std::fflush(stdout);
-    const int nowhere = open("/dev/null", O_WRONLY);
-    dup2(nowhere, STDOUT_FILENO);
-    close(nowhere);
-  }
-  ~Quiet() {
-    std::fflush(stdout);
-    dup2(kept_, STDOUT_FILENO);
-    close(kept_);
-  }
-
- private:
-  int kept_;
-};
-
 std::uint64_t hashOfRows(const korvane::Parameters& p, const float* rows, int length) {
   return bench::hashOf(rows, p.slots() * length);
 }
@@ -97,8 +68,8 @@ void gather_pass(benchmark::State& state) {
   host::local::Job job{given.runtime, given.misc,   given.headerWords, given.parameters, given.headers, gathers,
                        given.output,  given.tables, given.blocks,      given.messages,   given.link};
   job.runtime.maxdtr = traces;
-  onThreads(state.range(0), [&] {
-    const Quiet quiet;
+  bench::onThreads(static_cast<int>(state.range(0)), [&] {
+    const bench::Quiet quiet;
     const host::local::JobScope scope(job);
     korvane::RunState run;
     korvane::startUp(run, 0, nullptr);
@@ -122,8 +93,8 @@ void update_pass(benchmark::State& state) {
   for (const char* key : {"MAXILINE", "MAXXLINE"}) grid->parameterValues[key] = lines;
   for (const char* key : {"NUMXSUM", "NUMYSUM"}) grid->parameterValues[key] = static_cast<int>(state.range(0));
   grid->parameterValues["CORRWIN"] = 200;
-  onThreads(state.range(1), [&] {
-    const Quiet quiet;
+  bench::onThreads(static_cast<int>(state.range(1)), [&] {
+    const bench::Quiet quiet;
     const host::local::JobScope scope(grid->job());
     korvane::RunState run;
     korvane::startUp(run, 0, nullptr);
