@@ -1,21 +1,21 @@
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <filesystem>
 #include <map>
 #include <sstream>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "host/local/big_endian.h"
+#include "host/local/segy_input.h"
 #include "tests/support/program.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using korvane_test::Outcome;
+using host::local::HeaderField;
+using host::local::HeaderFormat;
 using korvane_test::readFile;
 
 std::vector<std::string> split(const std::string& text, char at) {
@@ -39,60 +39,46 @@ std::vector<std::map<std::string, std::string>> readCsv(const fs::path& file) {
   return rows;
 }
 
-/// The traces of a SEG-Y file of four-byte samples.
-class Traces {
- public:
-  explicit Traces(const fs::path& file) : bytes_(readFile(file)), sampleBytes_(4 * number(3221, 2)) {}
-
-  std::size_t count() const { return (bytes_.size() - 3600) / (240 + sampleBytes_); }
-  std::string header(std::size_t trace) const { return bytes_.substr(start(trace), 240); }
-  std::uint32_t word(std::size_t trace, std::size_t byte, int width) const {
-    return number(start(trace) + byte, width);
-  }
-  /// Samples in little-endian order of bytes.
-  std::string samples(std::size_t trace) const {
-    std::string bytes = bytes_.substr(start(trace) + 240, sampleBytes_);
-    for (auto at = bytes.begin(); at != bytes.end(); at += 4) std::reverse(at, at + 4);
-    return bytes;
-  }
-
- private:
-  std::size_t start(std::size_t trace) const { return 3600 + trace * (240 + sampleBytes_); }
-  /// Big-endian number at a byte counted from 1.
-  std::uint32_t number(std::size_t byte, int width) const {
-    std::uint32_t value = 0;
-    while (width-- > 0) value = value << 8 | static_cast<unsigned char>(bytes_.at(byte++ - 1));
-    return value;
-  }
-
-  std::string bytes_;
-  std::size_t sampleBytes_;
+struct Trace {
+  host::local::TraceHeader header;
+  std::string samples;  ///< little-endian
 };
 
-/// The bytes of a trace header that the run does not set.
-std::string untouched(std::string header) {
-  for (const auto& [byte, width] : {std::pair<std::size_t, std::size_t>{1, 8}, {29, 2}, {33, 2}, {233, 8}}) {
-    header.replace(byte - 1, width, width, '\0');
+/// The traces of a SEG-Y file of four-byte samples.
+std::vector<Trace> readTraces(const fs::path& file) {
+  const std::string bytes = readFile(file);
+  const std::size_t length = 4 * host::local::loadBig16(reinterpret_cast<const unsigned char*>(&bytes.at(3220)));
+  std::vector<Trace> traces;
+  for (std::size_t at = 3600; at < bytes.size(); at += 240 + length) {
+    Trace& trace = traces.emplace_back(Trace{.header = {}, .samples = bytes.substr(at + 240, length)});
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(at), 240, trace.header.begin());
+    for (auto word = trace.samples.begin(); word != trace.samples.end(); word += 4) std::reverse(word, word + 4);
   }
-  return header;
+  return traces;
 }
 
 void expectTraces(const fs::path& folder) {
-  const Traces output(folder / "out.sgy"), input(folder / "gathers.sgy");
+  const std::vector<Trace> output = readTraces(folder / "out.sgy"), input = readTraces(folder / "gathers.sgy");
   const std::string samples = readFile(folder / "expected/out_traces.f32");
   const auto heads = readCsv(folder / "expected/out_heads.csv");
-  ASSERT_EQ(output.count(), heads.size());
-  for (std::size_t t = 0; t < output.count(); ++t) {
-    const auto& head = heads[t];
-    const std::string found = output.samples(t);
+  ASSERT_EQ(output.size(), heads.size());
+  for (std::size_t t = 0; t < output.size(); ++t) {
+    const std::string& found = output[t].samples;
     ASSERT_TRUE(found == samples.substr(t * found.size(), found.size())) << "samples of output trace " << t;
+    // the input header with the words that the run sets
+    host::local::TraceHeader header = input.at(std::stoul(heads[t].at("src"))).header;
+    const auto expectWord = [&](HeaderField field, double value) {
+      EXPECT_EQ(host::local::readField(output[t].header, field), value)
+          << "byte " << field.byte << " of output trace " << t;
+      host::local::writeField(header, field, value);
+    };
+    for (const int byte : {1, 5}) expectWord({byte}, static_cast<double>(t + 1));
     for (const auto& [byte, column] :
-         {std::pair{29u, "itrc_type"}, {237u, "iend_ens"}, {33u, "itr_fold"}, {239u, "ilseg_seq"}}) {
-      EXPECT_EQ(output.word(t, byte, 2), std::stoul(head.at(column))) << column << " of " << t;
+         {std::pair{29, "itrc_type"}, {33, "itr_fold"}, {237, "iend_ens"}, {239, "ilseg_seq"}}) {
+      expectWord({byte, HeaderFormat::int16}, std::stod(heads[t].at(column)));
     }
-    EXPECT_EQ(std::bit_cast<float>(output.word(t, 233, 4)), std::stof(head.at("vel_azim"))) << t;
-    EXPECT_TRUE(untouched(output.header(t)) == untouched(input.header(std::stoul(head.at("src"))))) << t;
-    EXPECT_EQ(output.word(t, 1, 4), t + 1);
+    expectWord({233, HeaderFormat::float32}, std::stof(heads[t].at("vel_azim")));
+    ASSERT_EQ(output[t].header, header) << "header of output trace " << t;
   }
 }
 
@@ -100,26 +86,25 @@ void expectTraces(const fs::path& folder) {
 std::string withoutEnd(const std::string& text) { return text.substr(0, text.find_last_not_of('\n') + 1); }
 
 /// A run and the number of threads to make it with.
-class RunCase : public testing::TestWithParam<std::tuple<std::string, int>> {};
+class RunCase : public korvane_test::ProgramTest, public testing::WithParamInterface<std::tuple<std::string, int>> {};
 
 TEST_P(RunCase, GivesTheSameBits) {
-  korvane_test::Program program;
   const auto& [name, threads] = GetParam();
-  const fs::path folder = program.unpack("runs/" + name + ".tar.gz") / name, job = folder / "job.toml";
-  const std::string text = readFile(job), one = "threads = 1\n", db = (folder / "survey.db").string();
-  korvane_test::writeFile(
-      job, std::string(text).replace(text.find(one), one.size(), "threads = " + std::to_string(threads) + "\n"));
+  const std::string archive = KORVANE_TEST_DATA "/runs/" + name + ".tar.gz";
+  ASSERT_EQ(std::system(("tar -xzf " + archive + " --strip-components=1 -C " + folder.string()).c_str()), 0);
+  std::string text = contents("job.toml");
+  const std::string one = "threads = 1\n", db = path("survey.db");
+  save("job.toml", text.replace(text.find(one), one.size(), "threads = " + std::to_string(threads) + "\n"));
   for (const auto& [type, table, csv] :
        {std::tuple{"VEL", "vin", "vel.csv"}, {"AHZ", "hor", "hor.csv"}, {"VEL", "vout", "prev.csv"}}) {
-    if (!fs::exists(folder / csv)) continue;
-    ASSERT_EQ(program.call({"table", "import", db, type, table, (folder / csv).string()}).status, 0) << csv;
+    if (fs::exists(folder / csv)) done({"table", "import", db, type, table, path(csv)});
   }
 
-  const Outcome run = program.call({"run", job.string()});
-  EXPECT_EQ(run.out, readFile(folder / "expected/stdout.txt"));
+  const korvane_test::Outcome run = call({"run", path("job.toml")});
+  EXPECT_EQ(run.out, contents("expected/stdout.txt"));
   if (fs::exists(folder / "expected/message.txt")) {
     EXPECT_EQ(run.status, 1);
-    EXPECT_EQ(withoutEnd(run.err), withoutEnd(readFile(folder / "expected/message.txt")));
+    EXPECT_EQ(withoutEnd(run.err), withoutEnd(contents("expected/message.txt")));
     EXPECT_FALSE(fs::exists(folder / "out.sgy"));
     return;
   }
@@ -128,18 +113,15 @@ TEST_P(RunCase, GivesTheSameBits) {
   expectTraces(folder);
   if (!fs::exists(folder / "expected/out_table.csv")) return;
   const std::string type = text.find("VAZNAMO") != std::string::npos ? "VAZ" : "VEL";
-  const std::string table = (folder / "out.csv").string();
-  const Outcome exported = program.call({"table", "export", db, type, "vout", table});
-  ASSERT_EQ(exported.status, 0) << exported.err;
-  EXPECT_EQ(readCsv(table), readCsv(folder / "expected/out_table.csv"));
+  done({"table", "export", db, type, "vout", path("out.csv")});
+  EXPECT_EQ(readCsv(folder / "out.csv"), readCsv(folder / "expected/out_table.csv"));
 }
 
 std::vector<std::string> runCases() {
   std::vector<std::string> names;
-  for (const auto& entry : fs::directory_iterator(fs::path(KORVANE_TEST_DATA) / "runs")) {
+  for (const auto& entry : fs::directory_iterator(KORVANE_TEST_DATA "/runs")) {
     names.push_back(entry.path().stem().stem().string());
   }
-  std::sort(names.begin(), names.end());
   return names;
 }
 

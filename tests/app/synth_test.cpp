@@ -1,39 +1,32 @@
 #include "app/synth.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-#include <cstdint>
 #include <numbers>
 #include <sstream>
-#include <string>
 
-#include "tests/support/program.h"
+#include "host/local/segy_input.h"
+#include "tests/support/host_test.h"
 
 namespace app {
 namespace {
 
-TEST(SyntheticSurvey, HoldsTheGeometryInTheTraceHeaders) {
-  const korvane_test::Program program;
+using SyntheticSurvey = korvane_test::HostTest;
+
+TEST_F(SyntheticSurvey, HoldsTheGeometryInTheTraceHeaders) {
   SynthOptions options;
   options.inlines = 3;
   options.crosslines = 12;
   options.fold = 36;
   options.samples = 300;
-  options.sectors = 6;
-  options.folder = program.folder() / "new" / "survey";
+  options.folder = folder / "new" / "survey";
   std::ostringstream log;
   synthesise(options, log);
   const std::string file = korvane_test::readFile(options.folder / "gathers.sgy");
   const auto gather = SynthSurvey(options).gather(13);
   for (std::size_t j = 0; j < gather.size(); ++j) {
-    const auto word = [&](std::size_t byte) {
-      std::uint32_t value = 0;
-      for (std::size_t at = 3600 + (13 * 36 + j) * (240 + 4 * 300) + byte - 1, end = at + 4; at < end; ++at) {
-        value = value << 8 | static_cast<unsigned char>(file.at(at));
-      }
-      return static_cast<std::int32_t>(value);
-    };
+    host::local::TraceHeader header;
+    std::copy_n(&file.at(3600 + (13 * 36 + j) * (240 + 4 * 300)), 240, header.begin());
+    const auto word = [&](int byte) { return host::local::readField(header, {byte}); };
     EXPECT_EQ(word(21), 14);  // CDP
     EXPECT_EQ(word(189), 2);  // inline
     EXPECT_EQ(word(193), 2);  // crossline

@@ -14,17 +14,15 @@
 
 namespace korvane_test {
 
-/// An input or output trace with the headers that the driver reads and writes.
+/// An input or output trace with the headers that the tests set or look at; all others are 0.
 struct Trace {
   int cdp = 0;
-  int inlineNumber = 0, crossline = 0;
-  float cdpX = 0.0f, cdpY = 0.0f;
   float offset = 0.0f;
-  float sourceX = 0.0f, sourceY = 0.0f, receiverX = 0.0f, receiverY = 0.0f;
+  float receiverX = 0.0f, receiverY = 0.0f;  ///< from the source, which stands at the origin
   float naStat = 0.0f;
   int type = 1;
   int supergather = 0;  ///< header "SG_CDP", when the job has one
-  int endOfEnsemble = 0, lineSegment = 0, fold = 0;
+  int endOfEnsemble = 0, fold = 0;
   float azimuth = 0.0f;  ///< header "VEL_AZIM", on output
   std::vector<float> samples = {};
 };
@@ -53,35 +51,42 @@ class MemoryJob : private host::local::ParameterSource,
   std::vector<Trace> output;
   std::vector<std::string> warnings;
   std::map<std::string, std::unique_ptr<host::Table>> saved;  ///< by type
-  std::int64_t tracesReported = -1;
 
   host::local::Job& job() { return job_; }
   /// Supergathers: maps header "SG_CDP" and makes it the primary key.
   void sortBySupergather();
-  /// A 2D job with a constant input velocity "vin" at CDPs 1 and 1000 that runs on dt, nt; tests change what they test.
-  static std::unique_ptr<MemoryJob> line(float dt, int nt, float velocity = 2000.0f);
+  /// A 2D job with an input velocity "vin" of 2000 at CDPs 1 and 1000 that runs on dt, nt; tests change what they test.
+  static std::unique_ptr<MemoryJob> line(float dt, int nt);
 
  private:
-  int integer(const std::string& key) const override;
-  float real(const std::string& key) const override;
-  std::string text(const std::string& key) const override;
-  bool exists(const std::string& name) const override;
-  int format(const std::string& name) const override;
-  int index(const std::string& name) const override;
+  template <class Value>
+  Value parameter(const std::string& key) const {
+    calls.push_back("get " + key);
+    return std::get<Value>(parameterValues.at(key));
+  }
+  int integer(const std::string& key) const override { return parameter<int>(key); }
+  float real(const std::string& key) const override { return parameter<float>(key); }
+  std::string text(const std::string& key) const override { return parameter<std::string>(key); }
+
+  bool exists(const std::string& name) const override { return extraHeaders.contains(name); }
+  int format(const std::string& name) const override { return extraHeaders.at(name).first; }
+  int index(const std::string& name) const override { return extraHeaders.at(name).second; }
   int add(const std::string& name, const std::string& about, int format) override;
+
   void deliver(int passes) override;
   int next(float* const* traces, std::int32_t* const* heads) override;
   void put(const float* trace, const std::int32_t* head) override;
   std::unique_ptr<host::Table> load(const std::string& type, const std::string& name) override;
   void save(host::Table& table, const std::string& type) override;
   void* map(std::int64_t bytes) override;
-  void warn(const std::string& text) override;
+  void warn(const std::string& text) override { warnings.push_back(text); }
+
   void start(int argc, char** argv, const std::string& kind) override;
-  void connect() override;
-  void setToolName(const std::string& name) override;
+  void connect() override { calls.push_back("connect"); }
+  void setToolName(const std::string& name) override { calls.push_back("name " + name); }
   void endInitialisation() override;
   void recordRun(const std::string& tool, std::int64_t traces) override;
-  void close() override;
+  void close() override { calls.push_back("close"); }
 
   void fillHead(const Trace& trace, std::int32_t* head) const;
 

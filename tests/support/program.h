@@ -1,13 +1,14 @@
 #pragma once
 
-#include <filesystem>
+#include <sys/wait.h>
+
+#include <cstdlib>
 #include <string>
 #include <vector>
 
-namespace korvane_test {
+#include "tests/support/host_test.h"
 
-std::string readFile(const std::filesystem::path& file);
-void writeFile(const std::filesystem::path& file, const std::string& text);
+namespace korvane_test {
 
 /// What a call of the program left.
 struct Outcome {
@@ -15,22 +16,32 @@ struct Outcome {
   std::string out, err;
 };
 
-/// The built program and a folder of its own to work in, removed at the end.
-class Program {
- public:
-  Program();
-  ~Program();
-  Program(const Program&) = delete;
-  Program& operator=(const Program&) = delete;
+/// A test of the built program, which works in the folder of the test.
+class ProgramTest : public HostTest {
+ protected:
+  std::string path(const std::string& name) const { return (folder / name).string(); }
+  std::string contents(const std::string& name) const { return readFile(path(name)); }
+  std::string save(const std::string& name, const std::string& text) const {
+    writeFile(path(name), text);
+    return path(name);
+  }
 
-  const std::filesystem::path& folder() const { return folder_; }
-  /// Runs `korvane ARGUMENTS`.
-  Outcome call(const std::vector<std::string>& arguments) const;
-  /// Unpacks an archive of tests/data into the folder. @return the folder
-  std::filesystem::path unpack(const std::string& archive) const;
+  /// Runs `korvane WORDS`; no word holds a quote.
+  Outcome call(const std::vector<std::string>& words) const {
+    std::string command = KORVANE_PROGRAM;
+    for (const std::string& word : words) command += " '" + word + "'";
+    const int status = std::system((command + " >" + path("stdout") + " 2>" + path("stderr")).c_str());
+    return {
+        .status = WIFEXITED(status) ? WEXITSTATUS(status) : -1, .out = contents("stdout"), .err = contents("stderr")};
+  }
 
- private:
-  std::filesystem::path folder_;
+  /// Standard output of a call that has to succeed without a word on standard error.
+  std::string done(const std::vector<std::string>& words) const {
+    const Outcome outcome = call(words);
+    EXPECT_EQ(outcome.status, 0) << words.front();
+    EXPECT_EQ(outcome.err, "");
+    return outcome.out;
+  }
 };
 
 }  // namespace korvane_test
