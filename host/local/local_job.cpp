@@ -140,11 +140,15 @@ const JobFile& checked(const JobFile& file, const SegyData& data) {
 
 }  // namespace
 
+std::filesystem::path indexFile(const JobFile& file) {
+  return file.database.string() + "." + file.input.file.filename().string() + ".index";
+}
+
 class LocalJob::Impl : public RunLink {
  public:
   Impl(const JobFile& file, const std::string& version, MessageSink& messages)
       : database_(file.database, Database::Access::write),
-        data_(file.input, messages),
+        data_(file.input, messages, indexFile(file)),
         file_(checked(file, data_)),
         input_(data_),
         output_(file, data_, version),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -7,6 +8,9 @@
 #include "host/local/job_file.h"
 
 namespace host::local {
+
+/// Where the index of a job's input is kept: beside the database, named after it and the input.
+std::filesystem::path indexFile(const JobFile& file);
 
 /// A job on this machine: its database open, its SEG-Y input indexed, its run recorded. Errors are RunError.
 class LocalJob {

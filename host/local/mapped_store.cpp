@@ -42,29 +42,52 @@ std::int64_t machineMemory() {
   return kilobytes ? *kilobytes * 1024 : unlimited;
 }
 
-/// What the control groups (version 2) above this process leave it: each limit less what is in use, where file pages
-/// that the kernel can drop at once do not count as used.
-std::int64_t groupMemory() {
-  std::ifstream groups("/proc/self/cgroup");
-  std::string line;
-  while (std::getline(groups, line) && !line.starts_with("0::/")) {
-  }
-  if (!line.starts_with("0::/")) return unlimited;
-  const std::filesystem::path root = "/sys/fs/cgroup";
+/// Where a version of the kernel's control groups tells of memory.
+struct GroupFiles {
+  std::filesystem::path root;
+  const char *limit, *used;
+  const char* cached;  ///< of memory.stat: file pages that the kernel can drop at once
+};
+const GroupFiles version1{"/sys/fs/cgroup/memory", "memory.limit_in_bytes", "memory.usage_in_bytes",
+                          "total_inactive_file"};
+const GroupFiles version2{"/sys/fs/cgroup", "memory.max", "memory.current", "inactive_file"};
+
+/// What a control group and those above it leave: each limit less what is in use, but for pages that can be dropped.
+std::int64_t memoryLeft(const GroupFiles& files, std::filesystem::path group) {
   std::int64_t left = unlimited;
-  for (std::filesystem::path group = line.substr(4);; group = group.parent_path()) {
-    const std::filesystem::path folder = root / group;
-    const auto limit = numberIn(folder / "memory.max");
-    const auto used = numberIn(folder / "memory.current");
+  for (;; group = group.parent_path()) {
+    const std::filesystem::path folder = files.root / group;
+    const auto limit = numberIn(folder / files.limit);
+    const auto used = numberIn(folder / files.used);
     if (limit && used) {
-      const std::int64_t cached = numberBehind(folder / "memory.stat", "inactive_file").value_or(0);
+      const std::int64_t cached = numberBehind(folder / "memory.stat", files.cached).value_or(0);
       left = std::min(left, std::max<std::int64_t>(0, *limit - std::max<std::int64_t>(0, *used - cached)));
     }
     if (group.empty()) return left;
   }
 }
 
-std::int64_t availableMemory() { return std::min(machineMemory(), groupMemory()); }
+/// What the control groups of this process leave it.
+std::int64_t groupMemory() {
+  std::ifstream groups("/proc/self/cgroup");
+  std::int64_t left = unlimited;
+  for (std::string line; std::getline(groups, line);) {  // number:controllers:/path, of version 2 without controllers
+    const std::size_t controllers = line.find(':') + 1, path = line.find(":/", controllers);
+    if (controllers == 0 || path == std::string::npos) continue;
+    const std::string list = ',' + line.substr(controllers, path - controllers) + ',';
+    if (list == ",,") left = std::min(left, memoryLeft(version2, line.substr(path + 2)));
+    if (list.find(",memory,") != std::string::npos) left = std::min(left, memoryLeft(version1, line.substr(path + 2)));
+  }
+  return left;
+}
+
+/// What stores may take of the memory that is there: the work arrays need theirs, and so do the pages of stores in
+/// files.
+std::int64_t memoryForStores() {
+  constexpr std::int64_t others = std::int64_t{256} << 20;
+  const std::int64_t available = std::min(machineMemory(), groupMemory());
+  return std::max<std::int64_t>(0, std::min(available / 4 * 3, available - others));
+}
 
 /// An open file in the folder that no name leads to; -1 leaves the reason in errno.
 int openUnlinked(const std::filesystem::path& folder) {
@@ -87,7 +110,7 @@ std::string inMegabytes(double bytes) {
 MappedStore::MappedStore(std::filesystem::path scratch, MessageSink& messages, std::optional<std::int64_t> memoryBudget)
     : scratch_(scratch.empty() ? "." : std::move(scratch)),
       messages_(messages),
-      memoryBudget_(memoryBudget ? *memoryBudget : availableMemory() / 4 * 3) {}
+      memoryBudget_(memoryBudget ? *memoryBudget : memoryForStores()) {}
 
 MappedStore::~MappedStore() {
   for (const Block& block : blocks_) ::munmap(block.address, block.bytes);

@@ -11,8 +11,8 @@
 namespace host::local {
 
 /// Blocks for the per-CDP stores, zeroed: in memory while they fit (all blocks so far within three quarters of the
-/// memory that the machine, and the control group it runs in, has available at the start), in an unlinked file of the
-/// scratch folder when not. Released with the object.
+/// memory that the machine, and the control groups it runs in, have available at the start, and 256 MiB below it), in
+/// an unlinked file of the scratch folder when not. Released with the object.
 class MappedStore : public BlockSource {
  public:
   /// @param scratch       folder for the blocks that do not fit in memory

@@ -3,12 +3,13 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
-#include <unordered_map>
 #include <utility>
 
 #include "host/local/header_words.h"
+#include "host/local/index_cache.h"
 #include "host/local/segy_file.h"
 #include "host/local/trace_index.h"
+#include "host/local/trace_stream.h"
 
 namespace host::local {
 
@@ -52,48 +53,20 @@ struct NamedWord {
   int format;
 };
 
-/// Positions of the CDPs from their first live traces.
-class CdpMap {
- public:
-  void add(int cdp, Position position) {
-    positions_.try_emplace(cdp, position);
-    known_ = known_ || position.x != 0.0 || position.y != 0.0;
-  }
-
-  std::optional<Position> find(int cdp) const {
-    const auto at = positions_.find(cdp);
-    return known_ && at != positions_.end() ? std::optional(at->second) : std::nullopt;
-  }
-
- private:
-  std::unordered_map<int, Position> positions_;
-  bool known_ = false;
-};
-
-/// Traces with some fault: how many, and which came first.
-class Tally {
- public:
-  void count(int trace) {
-    if (traces_++ == 0) first_ = trace;
-  }
-  explicit operator bool() const { return traces_ > 0; }
-  std::string text() const {
-    return std::to_string(traces_) + (traces_ == 1 ? " trace (trace " : " traces (the first is trace ") +
-           std::to_string(first_ + 1) + ")";
-  }
-
- private:
-  std::int64_t traces_ = 0;
-  int first_ = 0;
-};
-
 }  // namespace
 
 class SegyData::Impl {
  public:
-  Impl(const SegyInput& input, MessageSink& messages) : input_(input), messages_(messages), file_(input, messages) {
+  Impl(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache)
+      : input_(input),
+        messages_(messages),
+        file_(input, messages),
+        scalar_(input_.layout.fields.at("COORD_SCALAR")),
+        index_(indexCache.empty() ? indexTraces(file_, keyField()) : cachedIndex(indexCache, file_, keyField())),
+        largest_(index_.largestEnsemble()),
+        stream_(file_, index_.runs) {
     defineWords();
-    indexTraces();
+    reportFindings();
   }
 
   const SegyInput& input() const { return input_; }
@@ -106,10 +79,11 @@ class SegyData::Impl {
     passes_ = passes;
     pass_ = 1;
     run_ = 0;
+    stream_.rewind();
   }
 
   int next(float* const* traces, std::int32_t* const* heads) {
-    if (run_ == index_.runs().size()) {
+    if (run_ == index_.runs.size()) {
       run_ = 0;
       ++pass_;
     }
@@ -117,14 +91,13 @@ class SegyData::Impl {
 
     int count = 0;
     for (const std::size_t behind = index_.behind(run_); run_ < behind; ++run_) {
-      const TraceIndex::Run& run = index_.runs()[run_];
-      file_.expect(run.first, run.traces);
-      for (int trace = run.first; trace < run.first + run.traces; ++trace, ++count) {
-        read(trace, traces[count], heads[count]);
+      const TraceRun& run = index_.runs[run_];
+      for (int i = 0; i < run.traces; ++i, ++count) {
+        unpack(static_cast<int>(run.first) + i, stream_.next(), traces[count], heads[count]);
       }
     }
     delivered_ += count;
-    if (run_ == index_.runs().size() && pass_ == 1) reportFaults();
+    if (run_ == index_.runs.size() && pass_ == 1) reportFaults();
     return count;
   }
 
@@ -142,7 +115,7 @@ class SegyData::Impl {
     return nextWord_++;
   }
 
-  std::optional<Position> find(int cdp) const { return cdps_.find(cdp); }
+  std::optional<Position> find(int cdp) const { return index_.find(cdp, input_.layout); }
 
  private:
   void defineWords() {
@@ -161,6 +134,7 @@ class SegyData::Impl {
     }
   }
 
+  /// The primary key; refused unless it can be one.
   HeaderField keyField() const {
     if (input_.primaryKey != "CDP" && input_.primaryKey != "SG_CDP") {
       throw RunError("primary_key in [data] is \"" + input_.primaryKey + "\"; it must be \"CDP\" or \"SG_CDP\".");
@@ -177,57 +151,26 @@ class SegyData::Impl {
     return at->second;
   }
 
-  void indexTraces() {
-    const HeaderField key = keyField();
-    const std::map<std::string, HeaderField>& fields = input_.layout.fields;
-    const HeaderField cdp = fields.at("CDP"), code = fields.at("TRC_TYPE"), scalar = fields.at("COORD_SCALAR");
-    const HeaderField x = fields.at("CDP_X"), y = fields.at("CDP_Y");
-    const HeaderField samples = fields.at("SAMPLES"), interval = fields.at("INTERVAL");
-
-    Tally otherSampling, live;
-    file_.expect(0, file_.traces());
-    int firstCode = 0;
-    for (int trace = 0; trace < file_.traces(); ++trace) {
-      const TraceHeader header = file_.header(trace);
-      const auto integer = [&header](HeaderField field) { return wholeNumber(readField(header, field)); };
-      index_.add(integer(key));
-      if (trace == 0) firstCode = integer(code);
-      if (isLive(integer(code))) {
-        live.count(trace);
-        cdps_.add(integer(cdp),
-                  {scaled(readField(header, x), integer(scalar)), scaled(readField(header, y), integer(scalar))});
-      }
-      const int theirSamples = integer(samples) & 0xffff, theirInterval = integer(interval);
-      if ((theirSamples != 0 && theirSamples != facts().samples) ||
-          (theirInterval != 0 && theirInterval != facts().interval)) {
-        otherSampling.count(trace);
-      }
-    }
-    index_.sort();
-
-    for (std::size_t run = 0; run < index_.runs().size();) {
-      int traces = 0;
-      for (const std::size_t behind = index_.behind(run); run < behind; ++run) traces += index_.runs()[run].traces;
-      largest_ = std::max(largest_, traces);
-    }
-    if (otherSampling) {
-      warn(otherSampling.text() + " with other samples or interval in the trace header than the " +
+  void reportFindings() const {
+    const TraceIndex::Findings& findings = index_.findings;
+    if (findings.otherSampling) {
+      warn(findings.otherSampling.text() + " with other samples or interval in the trace header than the " +
            std::to_string(facts().samples) + " samples at " + std::to_string(facts().interval) +
            " microseconds of the file; the trace headers are ignored.");
     }
-    if (!live) {
+    if (!findings.live) {
       warn("no trace is live: none has trace code 1, or 0 for unset, in TRC_TYPE (the first has " +
-           std::to_string(firstCode) + "). Where that word means something else, map TRC_TYPE in [headers] to bytes " +
-           "that are 0.");
+           std::to_string(findings.firstCode) + "). Where that word means something else, map TRC_TYPE in [headers] " +
+           "to bytes that are 0.");
     }
   }
 
-  void read(int trace, float* samples, std::int32_t* head) {
-    const TraceHeader header = file_.header(trace);
-    file_.samples(trace, samples);
+  void unpack(int trace, const unsigned char* bytes, float* samples, std::int32_t* head) {
+    const bool finite = file_.samples(bytes, samples);
+    const TraceHeader header = file_.header(bytes);
 
-    std::fill_n(head, headerWords, 0);
-    const int scalar = wholeNumber(readField(header, input_.layout.fields.at("COORD_SCALAR")));
+    std::fill_n(head, rawHeaderWord, 0);
+    const int scalar = wholeNumber(readField(header, scalar_));
     bool oddHeader = false;
     for (const DeliveredHeader& delivered : deliveredHeaders_) {
       double value = readField(header, delivered.field);
@@ -241,11 +184,10 @@ class SegyData::Impl {
                                  : std::bit_cast<std::int32_t>(static_cast<float>(value));
     }
     std::memcpy(head + rawHeaderWord, header.data(), header.size());
+    std::fill(head + rawHeaderWord + rawHeaderBytes / 4, head + headerWords, 0);
 
     std::int32_t& type = head[standardHeaders.itrc_type - 1];
     if (isLive(type)) type = 1;
-    bool finite = true;
-    for (int i = 0; i < facts().samples; ++i) finite = finite && std::isfinite(samples[i]);
     if (!finite) type = deadTrace;
     head[standardHeaders.idiskiter - 1] = pass_;
 
@@ -266,12 +208,13 @@ class SegyData::Impl {
   SegyInput input_;
   MessageSink& messages_;
   SegyFile file_;
+  HeaderField scalar_;
   std::map<std::string, NamedWord> named_;
   std::vector<DeliveredHeader> deliveredHeaders_;
   int nextWord_ = firstFreeWord;
   TraceIndex index_;
-  CdpMap cdps_;
-  int largest_ = 0;
+  int largest_;
+  TraceStream stream_;
   int passes_ = 1;
   int pass_ = 1;
   std::size_t run_ = 0;  // where the next ensemble begins
@@ -279,7 +222,8 @@ class SegyData::Impl {
   Tally notFinite_, oddHeaders_;
 };
 
-SegyData::SegyData(const SegyInput& input, MessageSink& messages) : impl_(std::make_unique<Impl>(input, messages)) {}
+SegyData::SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache)
+    : impl_(std::make_unique<Impl>(input, messages, indexCache)) {}
 SegyData::~SegyData() = default;
 
 int SegyData::samples() const { return impl_->facts().samples; }

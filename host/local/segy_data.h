@@ -15,11 +15,12 @@
 namespace host::local {
 
 /// A prestack SEG-Y file as the framework's input: ensembles, trace headers, positions of the CDPs. The headers are
-/// indexed once when it is opened. Errors are RunError naming file, trace and value; oddities that do not stop a run
-/// go to `messages`.
+/// indexed when it is opened, or the index of an earlier time is taken from its cache. Errors are RunError naming file,
+/// trace and value; oddities that do not stop a run go to `messages`.
 class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions {
  public:
-  SegyData(const SegyInput& input, MessageSink& messages);
+  /// @param indexCache  file for the index, empty for none (see index_cache.h)
+  SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache = {});
   ~SegyData() override;
 
   int samples() const;

@@ -1,22 +1,25 @@
 #include "host/local/segy_file.h"
 
+#include <fcntl.h>
 #include <segyio/segy.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
-#include <bit>
-#include <cstdio>
+#include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <limits>
+#include <memory>
+#include <numeric>
 
 #include "host/local/big_endian.h"
+#include "host/local/sample_format.h"
 
 namespace host::local {
 
 namespace {
 
-constexpr std::int64_t blockBytes = 1 << 20;  // most that is fetched at once, one trace apart
 constexpr std::int64_t fileHeaderBytes = SEGY_TEXT_HEADER_SIZE + SEGY_BINARY_HEADER_SIZE;
 
 int binaryWord(const std::array<char, 400>& binary, int byte) {
@@ -28,32 +31,20 @@ int binaryWord(const std::array<char, 400>& binary, int byte) {
 /// Counts that do not fit a signed word are written as unsigned ones.
 int unsignedWord(double value) { return value < 0.0 ? wholeNumber(value) + 65536 : wholeNumber(value); }
 
-int sampleBytes(int format) {
-  switch (format) {
-    case SEGY_IBM_FLOAT_4_BYTE:
-    case SEGY_SIGNED_INTEGER_4_BYTE:
-    case SEGY_IEEE_FLOAT_4_BYTE:
-      return 4;
-    case SEGY_SIGNED_SHORT_2_BYTE:
-      return 2;
-    case SEGY_SIGNED_CHAR_1_BYTE:
-      return 1;
-    default:
-      return 0;
-  }
-}
-
-/// A little-endian trace header in big-endian order: the mapped fields, and those of revision 1 that none of them
-/// overlaps.
-TraceHeader bigEndian(const TraceHeader& little, const HeaderLayout& layout) {
+/// For each byte of a big-endian trace header the byte of a little-endian one that it is: turned over are the mapped
+/// fields, and those of revision 1 that none of them overlaps.
+std::array<unsigned char, 240> turnedBytes(const HeaderLayout& layout) {
   struct Run {
     int fields, bytes;
   };
   static constexpr Run runs[] = {{7, 4}, {4, 2}, {8, 4}, {2, 2}, {4, 4}, {46, 2}, {5, 4},
                                  {2, 2}, {1, 4}, {5, 2}, {1, 4}, {1, 2}, {1, 4},  {2, 2}};
-  TraceHeader big = little;
-  const auto reverse = [&](int byte, int bytes) {
-    std::reverse_copy(little.begin() + byte - 1, little.begin() + byte - 1 + bytes, big.begin() + byte - 1);
+  std::array<unsigned char, 240> source;
+  std::iota(source.begin(), source.end(), static_cast<unsigned char>(0));
+  const auto turn = [&](int byte, int bytes) {
+    for (int i = 0; i < bytes; ++i) {
+      source[static_cast<std::size_t>(byte - 1 + i)] = static_cast<unsigned char>(byte + bytes - 2 - i);
+    }
   };
   const auto isMapped = [&](int byte, int bytes) {
     return std::any_of(layout.fields.begin(), layout.fields.end(), [&](const auto& named) {
@@ -64,57 +55,14 @@ TraceHeader bigEndian(const TraceHeader& little, const HeaderLayout& layout) {
   int byte = 1;
   for (const Run& run : runs) {
     for (int i = 0; i < run.fields; ++i, byte += run.bytes) {
-      if (!isMapped(byte, run.bytes)) reverse(byte, run.bytes);
+      if (!isMapped(byte, run.bytes)) turn(byte, run.bytes);
     }
   }
-  for (const auto& [name, field] : layout.fields) reverse(field.byte, bytesOf(field.format));
-  return big;
-}
-
-/// Sign, seven bits of exponent to the base 16 less 64, fraction of 24 bits: exact in double, normalised or not. What
-/// single precision cannot reach becomes infinite.
-float fromIbm(std::uint32_t word) {
-  const int exponent = static_cast<int>(word >> 24 & 0x7f);
-  const double scale = std::bit_cast<double>(static_cast<std::uint64_t>(1023 + 4 * (exponent - 64) - 24) << 52);
-  const double magnitude = static_cast<double>(word & 0xffffff) * scale;
-  return static_cast<float>(word >> 31 != 0 ? -magnitude : magnitude);
-}
-
-/// Words of a little-endian file in big-endian order.
-void reverseWords(std::vector<unsigned char>& words, int bytes) {
-  for (auto word = words.begin(); word != words.end(); word += bytes) std::reverse(word, word + bytes);
-}
-
-template <class Word>
-void convert(const unsigned char* native, std::size_t count, float* out) {
-  for (std::size_t i = 0; i < count; ++i) {
-    Word word;
-    std::memcpy(&word, native + i * sizeof word, sizeof word);
-    out[i] = static_cast<float>(word);
-  }
+  for (const auto& [name, field] : layout.fields) turn(field.byte, bytesOf(field.format));
+  return source;
 }
 
 }  // namespace
-
-const char* sampleFormatName(int format) {
-  switch (format) {
-    case SEGY_IBM_FLOAT_4_BYTE:
-      return "IBM float";
-    case SEGY_SIGNED_INTEGER_4_BYTE:
-      return "32-bit integer";
-    case SEGY_SIGNED_SHORT_2_BYTE:
-      return "16-bit integer";
-    case SEGY_IEEE_FLOAT_4_BYTE:
-      return "IEEE float";
-    case SEGY_SIGNED_CHAR_1_BYTE:
-      return "8-bit integer";
-    default:
-      return "unknown";
-  }
-}
-
-void SegyFile::Close::operator()(segy_file_handle* handle) const { segy_close(handle); }
-void SegyFile::Close::operator()(std::FILE* stream) const { std::fclose(stream); }
 
 SegyFile::SegyFile(const SegyInput& input, MessageSink& messages) : input_(input), messages_(messages) {
   for (const auto& [name, field] : input_.layout.fields) {
@@ -128,8 +76,10 @@ SegyFile::SegyFile(const SegyInput& input, MessageSink& messages) : input_(input
   countExtraTexts();
   chooseSampling();
   countTraces();
-  fetchedCount_ = 0;  // the first header was read before the length of a trace was known
-  buffer_.resize(static_cast<std::size_t>(facts_.samples) * static_cast<std::size_t>(sampleBytes(facts_.format)));
+}
+
+SegyFile::Descriptor::~Descriptor() {
+  if (number >= 0) close(number);
 }
 
 void SegyFile::open() {
@@ -144,22 +94,19 @@ void SegyFile::open() {
     refuse("is no SEG-Y file: it has " + std::to_string(facts_.bytes) + " bytes, and the headers in front of the " +
            "traces alone take " + std::to_string(fileHeaderBytes) + ".");
   }
-  handle_.reset(segy_open(input_.file.c_str(), "rb"));
-  stream_.reset(std::fopen(input_.file.c_str(), "rb"));
-  if (!handle_ || !stream_) refuse("cannot be opened. Check that you may read it.");
-  std::setvbuf(stream_.get(), nullptr, _IONBF, 0);  // blocks are read into a buffer of ours
+  descriptor_.number = ::open(input_.file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor_.number < 0) refuse("cannot be opened. Check that you may read it.");
 }
 
 void SegyFile::readFileHeaders() {
   // Read here because the library hands the text out in ASCII only.
-  std::ifstream stream(input_.file, std::ios::binary);
-  if (!stream.read(facts_.text.data(), static_cast<std::streamsize>(facts_.text.size()))) {
-    refuse("its text header cannot be read.");
-  }
+  if (readAt(0, facts_.text.data(), facts_.text.size()) < facts_.text.size()) refuse("its text header cannot be read.");
 
+  const std::unique_ptr<segy_file, int (*)(segy_file*)> handle(segy_open(input_.file.c_str(), "rb"), segy_close);
+  if (!handle) refuse("cannot be opened. Check that you may read it.");
   const auto readBinary = [&](int order) {
-    segy_set_format(handle_.get(), SEGY_IBM_FLOAT_4_BYTE | order);
-    if (segy_binheader(handle_.get(), facts_.binary.data()) != SEGY_OK) refuse("its binary header cannot be read.");
+    segy_set_format(handle.get(), SEGY_IBM_FLOAT_4_BYTE | order);
+    if (segy_binheader(handle.get(), facts_.binary.data()) != SEGY_OK) refuse("its binary header cannot be read.");
     facts_.format = binaryWord(facts_.binary, SEGY_BIN_FORMAT);
   };
   // A code from 1 to 16 in one order is a multiple of 256 in the other, so at most one of them makes sense.
@@ -169,6 +116,7 @@ void SegyFile::readFileHeaders() {
   if (!makesSense()) {
     readBinary(SEGY_LSB);
     facts_.littleEndian = true;
+    turned_ = turnedBytes(input_.layout);
   }
   if (!makesSense()) {
     refuse("is no SEG-Y file: the sample format in bytes 3225-3226 is " + std::to_string(asBigEndian) +
@@ -190,19 +138,21 @@ void SegyFile::countExtraTexts() {
   } else if (count != 0) {
     warn("the binary header counts " + std::to_string(count) + " extended text headers; taken as 0.");
   }
-  firstTrace_ = static_cast<long>(fileHeaderBytes + std::int64_t{facts_.extraTexts} * SEGY_TEXT_HEADER_SIZE);
+  firstTrace_ = fileHeaderBytes + std::int64_t{facts_.extraTexts} * SEGY_TEXT_HEADER_SIZE;
 }
 
-std::int64_t SegyFile::traceBytes(int samples) const {
+std::int64_t SegyFile::bytesWith(int samples) const {
   return SEGY_TRACE_HEADER_SIZE + std::int64_t{samples} * sampleBytes(facts_.format);
 }
 
 void SegyFile::chooseSampling() {
   const std::int64_t body = facts_.bytes - firstTrace_;
   if (body < SEGY_TRACE_HEADER_SIZE) refuse("holds no traces.");
-  const TraceHeader first = header(0);
+  TraceHeader raw;
+  if (readAt(firstTrace_, raw.data(), raw.size()) < raw.size()) refuseTrace(0);
+  const TraceHeader first = header(raw.data());
 
-  const auto fits = [&](int samples) { return samples > 0 && body % traceBytes(samples) == 0; };
+  const auto fits = [&](int samples) { return samples > 0 && body % bytesWith(samples) == 0; };
   const int samples = binaryWord(facts_.binary, SEGY_BIN_SAMPLES) & 0xffff;
   const int inTrace = unsignedWord(readField(first, input_.layout.fields.at("SAMPLES")));
   facts_.samples = samples;
@@ -232,7 +182,7 @@ void SegyFile::chooseSampling() {
 
 void SegyFile::countTraces() {
   const std::int64_t body = facts_.bytes - firstTrace_;
-  const std::int64_t size = traceBytes(facts_.samples);
+  const std::int64_t size = bytesWith(facts_.samples);
   const std::int64_t count = body / size;
   facts_.strayBytes = body % size;
   if (count > std::numeric_limits<int>::max()) {
@@ -253,55 +203,53 @@ void SegyFile::countTraces() {
   warn(what + "; the whole traces are used.");
 }
 
-void SegyFile::expect(int first, int count) { expectedEnd_ = std::min(first + count, facts_.traces); }
-
-/// The bytes of a trace. Read here and not through the library, whose seek and read for every header and every trace
-/// took a fifth of a run: traces that are expected come together, as many as a block holds.
-unsigned char* SegyFile::fetched(int trace) {
-  const std::int64_t bytes = traceBytes(facts_.samples);
-  if (trace < fetchedFirst_ || trace >= fetchedFirst_ + fetchedCount_) {
-    const int most = static_cast<int>(std::max<std::int64_t>(blockBytes / bytes, 1));
-    const int count = std::clamp(expectedEnd_ - trace, 1, most);
-    const auto size = static_cast<std::size_t>(count * bytes);
-    fetchedCount_ = 0;
-    fetched_.resize(size);
-    const bool there = fseeko(stream_.get(), firstTrace_ + trace * bytes, SEEK_SET) == 0;
-    const std::size_t read = there ? std::fread(fetched_.data(), 1, size, stream_.get()) : 0;
-    fetchedCount_ = static_cast<int>(read / static_cast<std::size_t>(bytes));
-    if (fetchedCount_ == 0) {
-      refuse("trace " + std::to_string(trace + 1) + " cannot be read. Has the file changed since it was opened?");
-    }
-    fetchedFirst_ = trace;
+std::size_t SegyFile::readAt(std::int64_t byte, void* out, std::size_t bytes) const {
+  std::size_t done = 0;
+  while (done < bytes) {
+    const ssize_t got =
+        pread(descriptor_.number, static_cast<char*>(out) + done, bytes - done, byte + static_cast<std::int64_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += static_cast<std::size_t>(got);
   }
-  return fetched_.data() + (trace - fetchedFirst_) * bytes;
+  return done;
 }
 
-TraceHeader SegyFile::header(int trace) {
-  TraceHeader raw;
-  std::memcpy(raw.data(), fetched(trace), raw.size());
-  return facts_.littleEndian ? bigEndian(raw, input_.layout) : raw;
+int SegyFile::read(int first, int count, unsigned char* out) const {
+  const std::size_t bytes = traceBytes();
+  const std::int64_t from = firstTrace_ + first * static_cast<std::int64_t>(bytes);
+  const int whole = static_cast<int>(readAt(from, out, static_cast<std::size_t>(count) * bytes) / bytes);
+  if (whole == 0) refuseTrace(first);
+  return whole;
 }
 
-void SegyFile::samples(int trace, float* out) {
-  const std::size_t count = static_cast<std::size_t>(facts_.samples);
-  std::memcpy(buffer_.data(), fetched(trace) + SEGY_TRACE_HEADER_SIZE, buffer_.size());
-  if (facts_.littleEndian) reverseWords(buffer_, sampleBytes(facts_.format));
-  if (facts_.format == SEGY_IBM_FLOAT_4_BYTE) {
-    // The library's own decoder takes every fraction for a normalised one.
-    for (std::size_t i = 0; i < count; ++i) out[i] = fromIbm(loadBig32(buffer_.data() + 4 * i));
-    return;
+void SegyFile::announce(int first, int count) const {
+  const std::int64_t bytes = static_cast<std::int64_t>(traceBytes());
+  posix_fadvise(descriptor_.number, firstTrace_ + first * bytes, count * bytes, POSIX_FADV_WILLNEED);
+}
+
+TraceHeader SegyFile::header(const unsigned char* trace) const {
+  TraceHeader header;
+  if (facts_.littleEndian) {
+    for (std::size_t i = 0; i < header.size(); ++i) header[i] = trace[turned_[i]];
+  } else {
+    std::memcpy(header.data(), trace, header.size());
   }
-  segy_to_native(facts_.format, facts_.samples, buffer_.data());
-  switch (facts_.format) {
-    case SEGY_SIGNED_INTEGER_4_BYTE:
-      return convert<std::int32_t>(buffer_.data(), count, out);
-    case SEGY_SIGNED_SHORT_2_BYTE:
-      return convert<std::int16_t>(buffer_.data(), count, out);
-    case SEGY_SIGNED_CHAR_1_BYTE:
-      return convert<std::int8_t>(buffer_.data(), count, out);
-    default:
-      return convert<float>(buffer_.data(), count, out);
-  }
+  return header;
+}
+
+bool SegyFile::samples(const unsigned char* trace, float* out) const {
+  return decodeSamples(facts_.format, facts_.littleEndian, trace + SEGY_TRACE_HEADER_SIZE, facts_.samples, out);
+}
+
+SegyFile::State SegyFile::state() const {
+  struct stat status {};
+  if (fstat(descriptor_.number, &status) != 0) return {};
+  return {status.st_size, status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
+}
+
+void SegyFile::refuseTrace(int trace) const {
+  refuse("trace " + std::to_string(trace + 1) + " cannot be read. Has the file changed since it was opened?");
 }
 
 void SegyFile::refuse(const std::string& reason) const { throw RunError(input_.file.string() + ": " + reason); }

@@ -1,17 +1,14 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include "host/local/job.h"
+#include "host/local/sample_format.h"
 #include "host/local/segy_input.h"
 #include "host/local/segy_text.h"
-
-struct segy_file_handle;
 
 namespace host::local {
 
@@ -22,7 +19,7 @@ struct SegyFacts {
   std::array<char, 400> binary{};  ///< big endian, whatever the file has
   bool littleEndian = false;
   int revision = 0;             ///< the word as it stands, 0x0100 for revision 1
-  int format = 0;               ///< sample format code: 1 IBM float, 2 int32, 3 int16, 5 IEEE float, 8 int8
+  int format = 0;               ///< sample format code
   int extraTexts = 0;           ///< extended text headers
   int samples = 0;              ///< per trace
   int interval = 0;             ///< microseconds
@@ -30,8 +27,8 @@ struct SegyFacts {
   std::int64_t strayBytes = 0;  ///< behind the last whole trace
 };
 
-/// A SEG-Y file of revision 0 or 1, opened for reading trace by trace. Every size is checked against the size of the
-/// file when it is opened. Errors are RunError with file, trace and value.
+/// A SEG-Y file of revision 0 or 1, opened for reading. Every size is checked against the size of the file when it is
+/// opened. Traces are numbered from 0 here and from 1 in messages. Errors are RunError with file, trace and value.
 ///
 /// The byte order is the one in which the sample format makes sense. Samples per trace and sample interval come from
 /// the binary header or, where that cannot be right, from the first trace header.
@@ -39,21 +36,37 @@ class SegyFile {
  public:
   SegyFile(const SegyInput& input, MessageSink& messages);
 
+  const SegyInput& input() const { return input_; }
   const SegyFacts& facts() const { return facts_; }
   int traces() const { return facts_.traces; }
+  std::size_t traceBytes() const { return static_cast<std::size_t>(bytesWith(facts_.samples)); }
 
-  /// Announces that traces first .. first + count - 1 are read next: they are fetched together.
-  void expect(int first, int count);
-  /// Trace header in big-endian order. `trace` counts from 0.
-  TraceHeader header(int trace);
-  /// The samples of a trace as floats: IBM floats exactly where single precision has the value, integers rounded to
-  /// nearest.
-  void samples(int trace, float* out);
+  /// Reads `count` neighbouring traces as the file holds them, traceBytes() each; the number of those that are there.
+  /// Not even the first one is an error.
+  int read(int first, int count, unsigned char* out) const;
+  /// Has the system fetch neighbouring traces that are read soon.
+  void announce(int first, int count) const;
+
+  /// Header of a trace that was read, in big-endian order.
+  TraceHeader header(const unsigned char* trace) const;
+  /// Samples of a trace that was read, decoded as in sample_format.h; whether all are finite.
+  bool samples(const unsigned char* trace, float* out) const;
+
+  /// What changes with the content of a file.
+  struct State {
+    std::int64_t bytes = -1;
+    std::int64_t modified = 0;  ///< ns since 1970
+    bool operator==(const State&) const = default;
+  };
+  State state() const;
 
  private:
-  struct Close {
-    void operator()(segy_file_handle* handle) const;
-    void operator()(std::FILE* stream) const;
+  struct Descriptor {
+    int number = -1;
+    Descriptor() = default;
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor();
   };
 
   void open();
@@ -61,24 +74,18 @@ class SegyFile {
   void countExtraTexts();
   void chooseSampling();
   void countTraces();
-  std::int64_t traceBytes(int samples) const;
-  unsigned char* fetched(int trace);
+  std::int64_t bytesWith(int samples) const;
+  std::size_t readAt(std::int64_t byte, void* out, std::size_t bytes) const;
   [[noreturn]] void refuse(const std::string& reason) const;
+  [[noreturn]] void refuseTrace(int trace) const;
   void warn(const std::string& what) const;
 
   SegyInput input_;
   MessageSink& messages_;
   SegyFacts facts_;
-  std::unique_ptr<segy_file_handle, Close> handle_;  // file headers
-  std::unique_ptr<std::FILE, Close> stream_;         // traces
-  long firstTrace_ = 0;                              // byte from 0
-  std::vector<unsigned char> fetched_;               // whole traces as the file holds them
-  int fetchedFirst_ = 0, fetchedCount_ = 0;
-  int expectedEnd_ = 0;                // behind the last trace announced
-  std::vector<unsigned char> buffer_;  // samples of a trace while they are decoded
+  Descriptor descriptor_;
+  std::int64_t firstTrace_ = 0;              // byte from 0
+  std::array<unsigned char, 240> turned_{};  // see turnedBytes
 };
-
-/// Name of a sample format code.
-const char* sampleFormatName(int format);
 
 }  // namespace host::local

@@ -57,17 +57,19 @@ const char* nameOf(HeaderFormat format) {
   return "float32";
 }
 
-double readField(const TraceHeader& header, HeaderField field) {
+std::uint32_t fieldBits(const TraceHeader& header, HeaderField field) {
   const unsigned char* at = header.data() + field.byte - 1;
-  switch (field.format) {
-    case HeaderFormat::int16:
-      return static_cast<std::int16_t>(loadBig16(at));
-    case HeaderFormat::int32:
-      return static_cast<std::int32_t>(loadBig32(at));
-    case HeaderFormat::float32:
-      break;
-  }
-  return std::bit_cast<float>(loadBig32(at));
+  if (field.format != HeaderFormat::int16) return loadBig32(at);
+  return static_cast<std::uint32_t>(static_cast<std::int16_t>(loadBig16(at)));
+}
+
+double fieldValue(std::uint32_t bits, HeaderFormat format) {
+  if (format == HeaderFormat::float32) return std::bit_cast<float>(bits);
+  return static_cast<std::int32_t>(bits);
+}
+
+double readField(const TraceHeader& header, HeaderField field) {
+  return fieldValue(fieldBits(header, field), field.format);
 }
 
 void writeField(TraceHeader& header, HeaderField field, double value) {

@@ -42,6 +42,9 @@ using TraceHeader = std::array<unsigned char, 240>;
 int bytesOf(HeaderFormat format);
 const char* nameOf(HeaderFormat format);
 
+/// The 32 bits of a field: an integer, sign extended, or a float.
+std::uint32_t fieldBits(const TraceHeader& header, HeaderField field);
+double fieldValue(std::uint32_t bits, HeaderFormat format);
 /// Value of a field as the file holds it.
 double readField(const TraceHeader& header, HeaderField field);
 /// Stores a value: rounded to the nearest integer, and held within its range, where the field is an integer.

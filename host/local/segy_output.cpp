@@ -1,5 +1,6 @@
 #include <bit>
 #include <cstring>
+#include <optional>
 #include <system_error>
 
 #include "host/local/header_words.h"
@@ -32,20 +33,24 @@ SegyFileHead annotated(SegyFileHead head, const std::vector<std::string>& notes)
 class SegyOutput::Impl {
  public:
   Impl(std::filesystem::path target, const SegyData& input, const std::vector<std::string>& notes)
-      : input_(input), writer_(apartFrom(input.input(), std::move(target)), annotated(input.head(), notes)) {}
+      : writer_(apartFrom(input.input(), std::move(target)), annotated(input.head(), notes)) {
+    const std::map<std::string, HeaderField>& fields = input.input().layout.fields;
+    code_ = fields.at("TRC_TYPE");
+    fold_ = fields.at("TR_FOLD");
+    if (!input.exists("VEL_AZIM")) return;
+    const auto mapped = fields.find("VEL_AZIM");
+    azimuth_ = {mapped == fields.end() ? azimuthField : mapped->second, input.index("VEL_AZIM"),
+                input.format("VEL_AZIM") == hdrFloat};
+  }
 
   void put(const float* trace, const std::int32_t* head) {
     TraceHeader header;
     std::memcpy(header.data(), head + rawHeaderWord, header.size());
-
-    const std::map<std::string, HeaderField>& fields = input_.input().layout.fields;
-    writeField(header, fields.at("TRC_TYPE"), head[standardHeaders.itrc_type - 1]);
-    writeField(header, fields.at("TR_FOLD"), head[standardHeaders.itr_fold - 1]);
-    if (input_.exists("VEL_AZIM")) {
-      const auto mapped = fields.find("VEL_AZIM");
-      const std::int32_t word = head[input_.index("VEL_AZIM")];
-      writeField(header, mapped == fields.end() ? azimuthField : mapped->second,
-                 input_.format("VEL_AZIM") == hdrFloat ? static_cast<double>(std::bit_cast<float>(word)) : word);
+    writeField(header, code_, head[standardHeaders.itrc_type - 1]);
+    writeField(header, fold_, head[standardHeaders.itr_fold - 1]);
+    if (azimuth_) {
+      const std::int32_t word = head[azimuth_->word];
+      writeField(header, azimuth_->field, azimuth_->real ? static_cast<double>(std::bit_cast<float>(word)) : word);
     }
     putInt16(header, endOfEnsembleByte, static_cast<std::int16_t>(head[standardHeaders.iend_ens - 1]));
     putInt16(header, lineSegmentByte, static_cast<std::int16_t>(head[standardHeaders.ilseg_seq - 1]));
@@ -56,8 +61,15 @@ class SegyOutput::Impl {
   void finish() { writer_.commit(); }
 
  private:
-  const SegyData& input_;
+  struct Azimuth {
+    HeaderField field;
+    int word;  // from 0
+    bool real;
+  };
+
   SegyWriter writer_;
+  HeaderField code_, fold_;
+  std::optional<Azimuth> azimuth_;
 };
 
 SegyOutput::SegyOutput(std::filesystem::path target, const SegyData& input, const std::vector<std::string>& notes)

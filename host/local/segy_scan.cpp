@@ -8,6 +8,7 @@
 
 #include "host/local/big_endian.h"
 #include "host/local/parameter_set.h"
+#include "host/local/trace_stream.h"
 
 namespace host::local {
 
@@ -158,16 +159,17 @@ SegyScan scanSegy(const SegyInput& input, MessageSink& messages) {
   scan.facts = file.facts();
   std::vector<float> samples(static_cast<std::size_t>(scan.facts.samples));
   std::map<int, int> tracesOfKey;
-  file.expect(0, file.traces());
+  const TraceRun whole{0, 1, file.traces()};
+  TraceStream stream(file, {&whole, 1});
   int previousKey = std::numeric_limits<int>::min();
   for (int trace = 0; trace < file.traces(); ++trace) {
-    const TraceHeader header = file.header(trace);
-    file.samples(trace, samples.data());
+    const unsigned char* bytes = stream.next();
+    const TraceHeader header = file.header(bytes);
+    const bool finite = file.samples(bytes, samples.data());
     for (HeaderRange& range : scan.headers) extend(range, readField(header, range.field));
 
     const int keyValue = wholeNumber(readField(header, key));
     const int codeValue = wholeNumber(readField(header, code));
-    const bool finite = std::all_of(samples.begin(), samples.end(), [](float value) { return std::isfinite(value); });
     ++tracesOfKey[keyValue];
     ++scan.traceCodes[codeValue];
     scan.inOrder = scan.inOrder && keyValue >= previousKey;

@@ -7,18 +7,20 @@
 #include <bit>
 #include <cerrno>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 #include <system_error>
 #include <utility>
 
 #include "host/local/big_endian.h"
 #include "host/local/job.h"
+#include "host/local/sample_format.h"
 #include "host/local/segy_input.h"
 
 namespace host::local {
 
 namespace {
+
+constexpr std::size_t bufferBytes = 1 << 20;  // written at once
 
 void putBinary(std::array<char, 400>& binary, int byte, int value) {
   unsigned char word[2];
@@ -34,16 +36,16 @@ class SegyWriter::File {
   File(std::filesystem::path target, int samples)
       : target_(std::move(target)),
         part_(target_.string() + "." + std::to_string(getpid()) + ".part"),
-        samples_(static_cast<std::size_t>(samples)) {
+        samples_(samples) {
     errno = EISDIR;
     if (std::filesystem::is_directory(target_)) fail();
-    stream_ = std::fopen(part_.c_str(), "wbe");
-    if (stream_ == nullptr) fail();
+    descriptor_ = ::open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) fail();
   }
 
   ~File() {
-    if (stream_ == nullptr) return;
-    std::fclose(stream_);
+    if (descriptor_ < 0) return;
+    close(descriptor_);
     unlink(part_.c_str());
   }
 
@@ -55,22 +57,22 @@ class SegyWriter::File {
     putBinary(binary, SEGY_BIN_SEGY_REVISION, 0x0100);
     putBinary(binary, SEGY_BIN_TRACE_FLAG, 1);
     putBinary(binary, SEGY_BIN_EXT_HEADERS, 0);
-    append(head.text.data(), head.text.size());
-    append(binary.data(), binary.size());
+    std::memcpy(room(head.text.size()), head.text.data(), head.text.size());
+    std::memcpy(room(binary.size()), binary.data(), binary.size());
   }
 
   void write(TraceHeader header, const float* samples) {
     ++traces_;
     putInt32(header, 1, traces_);
     putInt32(header, 5, traces_);
-    append(header.data(), header.size());
-    buffer_.assign(samples, samples + samples_);
-    segy_from_native(SEGY_IEEE_FLOAT_4_BYTE, static_cast<long long>(samples_), buffer_.data());
-    append(buffer_.data(), samples_ * sizeof(float));
+    unsigned char* trace = room(header.size() + static_cast<std::size_t>(samples_) * sizeof(float));
+    std::memcpy(trace, header.data(), header.size());
+    encodeSamples(samples, samples_, trace + header.size());
   }
 
   void secure() {
-    if (std::fflush(stream_) != 0 || fsync(fileno(stream_)) != 0) fail();
+    flush();
+    if (fsync(descriptor_) != 0) fail();
     if (std::filesystem::is_directory(target_)) {
       errno = EISDIR;
       fail();
@@ -85,12 +87,24 @@ class SegyWriter::File {
       errno = error.value();
       fail();
     }
-    std::fclose(std::exchange(stream_, nullptr));
+    close(std::exchange(descriptor_, -1));
   }
 
  private:
-  void append(const void* bytes, std::size_t count) {
-    if (std::fwrite(bytes, 1, count, stream_) != count) fail();
+  /// Room for that many bytes behind those that wait to be written.
+  unsigned char* room(std::size_t bytes) {
+    if (used_ + bytes > buffer_.size()) flush();
+    return buffer_.data() + std::exchange(used_, used_ + bytes);
+  }
+
+  void flush() {
+    for (std::size_t done = 0; done < used_;) {
+      const ssize_t written = ::write(descriptor_, buffer_.data() + done, used_ - done);
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0) fail();
+      done += static_cast<std::size_t>(written);
+    }
+    used_ = 0;
   }
 
   /// Ends with the reason of the last system call.
@@ -101,10 +115,11 @@ class SegyWriter::File {
   }
 
   std::filesystem::path target_, part_;
-  std::size_t samples_;
-  std::FILE* stream_ = nullptr;
+  int samples_;
+  int descriptor_ = -1;
   std::int32_t traces_ = 0;
-  std::vector<float> buffer_;  // the samples of one trace in the order of the file
+  std::vector<unsigned char> buffer_ = std::vector<unsigned char>(bufferBytes);
+  std::size_t used_ = 0;  // bytes of the buffer
 };
 
 SegyWriter::SegyWriter(std::filesystem::path target, const SegyFileHead& head) {

@@ -1,47 +1,61 @@
 #pragma once
 
-#include <algorithm>
+#include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <optional>
+#include <string>
 #include <vector>
+
+#include "host/local/position.h"
+#include "host/local/segy_file.h"
 
 namespace host::local {
 
-/// Where the ensembles of a file stand: runs of neighbouring traces with one key (12 bytes a run, so at most that a
-/// trace). Sorted, the runs of an ensemble follow one another in file order, and the ensembles ascend.
-class TraceIndex {
- public:
-  struct Run {
-    std::int32_t key;
-    std::int32_t first;  ///< trace from 0
-    std::int32_t traces;
-  };
+/// Traces that have something in common: how many, and which came first.
+struct Tally {
+  std::int64_t traces = 0;
+  std::int64_t first = 0;  ///< from 0
 
-  /// Adds the next trace of the file.
-  void add(std::int32_t key) {
-    if (runs_.empty() || runs_.back().key != key) runs_.push_back({key, traces_, 0});
-    ++runs_.back().traces;
-    ++traces_;
+  void count(int trace) {
+    if (traces++ == 0) first = trace;
   }
-
-  void sort() {
-    const auto place = [](const Run& run) { return std::pair(run.key, run.first); };
-    std::sort(runs_.begin(), runs_.end(), [&](const Run& a, const Run& b) { return place(a) < place(b); });
-    runs_.shrink_to_fit();
-  }
-
-  const std::vector<Run>& runs() const { return runs_; }
-
-  /// Index of the run behind the ensemble that begins with the given one.
-  std::size_t behind(std::size_t run) const {
-    const std::int32_t key = runs_[run].key;
-    while (run < runs_.size() && runs_[run].key == key) ++run;
-    return run;
-  }
-
- private:
-  std::vector<Run> runs_;
-  std::int32_t traces_ = 0;
+  explicit operator bool() const { return traces > 0; }
+  std::string text() const;
 };
+
+/// Neighbouring traces of one ensemble.
+struct TraceRun {
+  std::uint32_t first : 31;  ///< trace from 0
+  std::uint32_t opens : 1;   ///< 1: the first run of its ensemble
+  std::int32_t traces;
+};
+
+/// The first live trace of a CDP: what its header says of the position, in the formats of the file.
+struct CdpRecord {
+  std::int32_t cdp;
+  std::uint32_t x, y;
+  std::int32_t scalar;
+};
+
+/// What one look at all trace headers tells. 8 bytes a run and 16 a CDP: at most 24 a trace.
+struct TraceIndex {
+  std::vector<TraceRun> runs;   ///< the ensembles ascending in the primary key, the runs of one in file order
+  std::vector<CdpRecord> cdps;  ///< ascending in the CDP
+  struct Findings {
+    std::int64_t positions = 0;  ///< live traces with a position other than the origin
+    Tally live, otherSampling;
+    std::int64_t firstCode = 0;  ///< trace code of the first trace
+  } findings;
+
+  /// Index of the run behind the ensemble that opens with the given one.
+  std::size_t behind(std::size_t run) const;
+  /// Traces of the largest ensemble.
+  int largestEnsemble() const;
+  /// Position of a CDP; none where the file holds no positions.
+  std::optional<Position> find(int cdp, const HeaderLayout& layout) const;
+};
+
+/// Reads all trace headers of a file whose ensembles are formed by the given header.
+TraceIndex indexTraces(const SegyFile& file, HeaderField key);
 
 }  // namespace host::local

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <filesystem>
+
+#include "host/local/segy_file.h"
+#include "host/local/trace_index.h"
+
+namespace host::local {
+
+/// The index of a file as indexTraces makes it, from a cache when that was made of the same file, by name, size and
+/// time of change, with the same header layout and key. A cache that is damaged or of another file is passed over in
+/// silence, and a new one takes its place; one that cannot be written is none.
+TraceIndex cachedIndex(const std::filesystem::path& cache, const SegyFile& file, HeaderField key);
+
+}  // namespace host::local
