@@ -150,7 +150,10 @@ void* MappedStore::mapFile(std::size_t bytes) {
   const int reason = reserved != 0 ? reserved : errno;
   ::close(file);
   errno = reason;
-  return address == MAP_FAILED ? nullptr : address;
+  if (address == MAP_FAILED) return nullptr;
+  // Rows of many stores and sectors are visited in turn: reading around each of them would drive the others out.
+  ::madvise(address, bytes, MADV_RANDOM);
+  return address;
 }
 
 void MappedStore::warnNoRoom(std::int64_t bytes, int reason) {

@@ -73,14 +73,18 @@ TEST(StartUp, StopsWithTheReason) {
 }
 
 TEST(StartUp, AppendsOnlyToAnAzimuthalTableThatMatches) {
-  const auto job = lineJob(100, {{"AZIMTH", 1}, {"NAZIM", 2}, {"VELMETH", 0}});
-  EXPECT_EQ(refusal([&] { StartedRun{*job}; }),
-            "KORVANE: Cannot append azimuthal velocity table: vout\n. Table azimuths: 0   user specified azimuths: 2.");
-
+  const auto job = lineJob(100, {{"AZIMTH", 1}, {"VELMETH", 0}});
   host::Table earlier("vout", 2);
   const float velocities[2] = {2000.0f, 2100.0f};
   for (int k = 0; k < 99; ++k) earlier.add(1.0f, 4.0f * static_cast<float>(k), velocities);
   job->stored[{"VAZ", "vout"}] = &earlier;
+  const std::string message =
+      "KORVANE: Cannot append azimuthal velocity table: vout\n. Table azimuths: 2   user specified azimuths: ";
+  for (const int sectors : {1, 3}) {
+    job->parameterValues["NAZIM"] = sectors;
+    EXPECT_EQ(refusal([&] { StartedRun{*job}; }), message + std::to_string(sectors) + ".");
+  }
+  job->parameterValues["NAZIM"] = 2;
   EXPECT_EQ(refusal([&] { StartedRun{*job}; }),
             "KORVANE: The input number of samples: 99  of the azimuthal velocity file does not match the output number "
             "of samples: 100.\n");

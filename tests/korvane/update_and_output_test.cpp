@@ -60,10 +60,11 @@ struct FilledRun : korvane_test::StartedRun {
   float ratio(std::int64_t slot, int sample) const { return run.stores.vastore[slot * nt + sample]; }
 };
 
-TEST(UpdatePass, RevisesWhereEnoughNeighboursAreStored) {
-  const auto job = lineJob(nt, {{"NUMYSUM", 3}, {"FOLD", 2}});
+TEST(UpdatePass, RevisesWhereEnoughNeighboursAreStoredOnceInEverySector) {
+  const auto job = lineJob(nt, {{"NUMYSUM", 3}, {"FOLD", 2}, {"AZIMTH", 1}, {"NAZIM", 2}});
   FilledRun filled(*job);
-  for (const int slot : {0, 1, 3, 5, 8}) filled.store(slot);
+  for (int slot = 0; slot < 10; ++slot) filled.setVelocity(10 + slot, 2000.0f + static_cast<float>(slot));
+  for (const int slot : {0, 1, 3, 5, 8}) filled.store(slot), filled.store(10 + slot);
   filled.update();
   // slots 2 and 4 hold no data of their own, but both their neighbours do
   const std::vector<int> revised{0, 1, 2, 4};
@@ -71,6 +72,7 @@ TEST(UpdatePass, RevisesWhereEnoughNeighboursAreStored) {
     const bool expected = std::find(revised.begin(), revised.end(), slot) != revised.end();
     EXPECT_EQ(filled.velocity(slot, 30) != 2000.0f + static_cast<float>(slot), expected) << slot;
     EXPECT_EQ(filled.ratio(slot, 30) != 0.0f, expected) << slot;
+    EXPECT_EQ(filled.velocity(slot, 30), filled.velocity(10 + slot, 30)) << slot;
   }
 }
 

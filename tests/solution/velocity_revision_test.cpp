@@ -109,6 +109,10 @@ TEST(VelocityRevision, KeepsTheRevisedVelocityWithinItsLimitsAndGivesSamplesOuts
   revision.run();
   EXPECT_FLOAT_EQ(revision.dv[49], 0.95f);
   for (int k = 0; k < 60; ++k) EXPECT_EQ(revision.dv[k], revision.dv[std::clamp(k, 10, 49)]) << "sample " << k;
+  Revision crossed(60, 2000.0f, 0.0f);
+  crossed.minsv = 2100;
+  crossed.maxsv = 1900;
+  EXPECT_FLOAT_EQ(crossed.run().dv[5], 0.95f) << "the upper bound wins";
 }
 
 TEST(VelocityRevision, OfFunctionsSideBySideHasTheBitsOfEachAlone) {
