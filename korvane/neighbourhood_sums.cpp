@@ -154,7 +154,7 @@ class NeighbourhoodSums::Impl {
         tbb::parallel_for(halo_.from, halo_.to + 1, [&](int ix) { advanceColumn(il, ix); });
         const int grain = std::max(16, (tile_.to - tile_.from) / threads + 1);  // a stretch starts with a whole window
         tbb::parallel_for(
-            tbb::blocked_range<int>(tile_.from, tile_.to + 1, grain),
+            tbb::blocked_range<int>(tile_.from, tile_.to + 1, static_cast<std::size_t>(grain)),
             [&](const auto& stretch) {
               visitStretch(il, {stretch.begin(), stretch.end() - 1}, visit);
             },

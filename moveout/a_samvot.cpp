@@ -56,8 +56,8 @@ constexpr int lanes = 8;  // output samples that are formed side by side
 /// Eight output samples at a time: their products are formed along the taps, where filter and input are contiguous, and
 /// turned over in blocks of four by four, so that each lane adds up the taps of its sample in ascending order from 0.
 template <int taps>
-KORVANE_WIDE void interpolate(const float* coef, const float* sample_zero, int count, const int* base,
-                              const int* column, float* out) {
+[[gnu::always_inline]] inline void interpolate(const float* coef, const float* sample_zero, int count, const int* base,
+                                               const int* column, float* out) {
   constexpr int quads = (taps + 3) / 4;
   // the last quad of 10 taps overlaps the one before it
   const auto first_tap = [](int q) { return std::min(4 * q, taps - 4); };
@@ -93,8 +93,19 @@ KORVANE_WIDE void interpolate(const float* coef, const float* sample_zero, int c
   }
 }
 
-void interpolate(const float* coef, int taps, const float* sample_zero, int count, const int* base, const int* column,
-                 float* out) {
+/// `count` output samples; base, column and out have room for whole lanes.
+KORVANE_WIDE void interpolate(const float* coef, int taps, const float* sample_zero, int count, const int* base,
+                              const int* column, float* out) {
+  switch (taps) {
+    case 12:
+      return interpolate<12>(coef, sample_zero, count, base, column, out);
+    case 10:
+      return interpolate<10>(coef, sample_zero, count, base, column, out);
+    case 8:
+      return interpolate<8>(coef, sample_zero, count, base, column, out);
+    case 4:
+      return interpolate<4>(coef, sample_zero, count, base, column, out);
+  }
   for (int i = 0; i < count; ++i) {
     const float* const coefficient = coef + column[i] * taps;
     const float* const input = sample_zero + base[i];
@@ -143,22 +154,7 @@ void a_samvot(const float* trin, const float* sloth, float* coef, float* trout, 
       column[i] = column[count - 1];
     }
     float moved[blockSamples];
-    switch (taps) {
-      case 12:
-        interpolate<12>(coef, sample_zero, count, base, column, moved);
-        break;
-      case 10:
-        interpolate<10>(coef, sample_zero, count, base, column, moved);
-        break;
-      case 8:
-        interpolate<8>(coef, sample_zero, count, base, column, moved);
-        break;
-      case 4:
-        interpolate<4>(coef, sample_zero, count, base, column, moved);
-        break;
-      default:
-        interpolate(coef, taps, sample_zero, count, base, column, moved);
-    }
+    interpolate(coef, taps, sample_zero, count, base, column, moved);
     std::copy_n(moved, count, out + m);
     for (int i = 0; i < count && !has_centre; ++i) {
       if (coef[column[i] * taps + middle] == 0.0f) continue;
