@@ -38,9 +38,7 @@ KORVANE_WIDE int first_rejected(const double* x2, int first, int last) {
 
 /// Adds `count` samples d with squared sines x2 and weight w to their rows of the sums, which are `rows` apart from
 /// column to column.
-template <bool unitWeight>
-[[gnu::always_inline]] inline void accumulate(float* s, int rows, int count, const float* d, const double* x2,
-                                              float w) {
+KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2, float w) {
   const double weight = static_cast<double>(w);
   const auto sum = [=](int k) { return column(s, rows, k); };
   float* const sy = sum(sums::sy);
@@ -52,39 +50,21 @@ template <bool unitWeight>
   float* const sx6 = sum(sums::sx6);
   float* const sx8 = sum(sums::sx8);
   float* const sy2 = sum(sums::sy2);
-  const auto wide = [](float value) { return static_cast<double>(value); };
   const auto add = [](float& total, double term) { total = static_cast<float>(static_cast<double>(total) + term); };
   KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) {
     const float y = d[i] * w;
-    const double wideY = wide(y), x = x2[i], xx = x * x;
+    const double wideY = static_cast<double>(y), x = x2[i], xx = x * x;
     sy[i] += y;
     sy2[i] += d[i] * y;
     add(sx2y[i], wideY * x);
     add(sx4y[i], wideY * xx);
-    // of two floats, a sum rounded to double and then to float is the one rounded to float
-    sx0[i] += w;
-    if constexpr (unitWeight) {
-      sx2[i] += static_cast<float>(x);
-      add(sx4[i], xx);
-      add(sx6[i], x * xx);
-      add(sx8[i], xx * xx);
-    } else {
-      add(sx2[i], weight * x);
-      add(sx4[i], weight * xx);
-      add(sx6[i], weight * (x * xx));
-      add(sx8[i], weight * (xx * xx));
-    }
+    sx0[i] += w;  // a sum of two floats in double, rounded to float, is their sum in float
+    add(sx2[i], weight * x);
+    add(sx4[i], weight * xx);
+    add(sx6[i], weight * (x * xx));
+    add(sx8[i], weight * (xx * xx));
   }
-}
-
-KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2, float w) {
-  accumulate<false>(s, rows, count, d, x2, w);
-}
-
-/// With a weight of 1; the squared sines are of single precision.
-KORVANE_WIDE void accumulate(float* s, int rows, int count, const float* d, const double* x2) {
-  accumulate<true>(s, rows, count, d, x2, 1.0f);
 }
 
 }  // namespace
@@ -127,13 +107,7 @@ void a_sahcic(float* s, const float* trace, const float* sloth, double* scratch,
   const int runEnd = first_rejected(scratch, flv, llv) - 1;
 
   const int rows = lastRow - firstRow + 1;
-  float* const from = s + (flv - firstRow);
-  const int count = runEnd - flv + 1;
-  if (offsetForm && w == 1.0f) {
-    accumulate(from, rows, count, trace + (flv - 1), scratch + (flv - 1));
-  } else {
-    accumulate(from, rows, count, trace + (flv - 1), scratch + (flv - 1), w);
-  }
+  accumulate(s + (flv - firstRow), rows, runEnd - flv + 1, trace + (flv - 1), scratch + (flv - 1), w);
 
   fin = flv;
   lin = runEnd;

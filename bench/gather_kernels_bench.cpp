@@ -57,12 +57,9 @@ struct Gather {
   }
 };
 
-/// Coefficients of the 43-point Hilbert filter.
-constexpr float hilbertFilter[] = {0.6353344f, 0.2083547f, 0.1209598f, 0.0821807f, 0.0597557f, 0.0448233f,
-                                   0.0340917f, 0.025959f,  0.0196329f, 0.0146215f, 0.0216528f};
-
-void plainHilbert(const float* a, float* h, const int& nt, const int& is1, const int& is2, const int& /*ftrlen*/) {
-  definition::hilbert(a, h, nt, is1, is2, hilbertFilter, 11);
+void plainHilbert(const float* a, float* h, const int& nt, const int& is1, const int& is2, const int& ftrlen) {
+  static const std::vector<float> filter = definition::hilbert_filter(ftrlen);
+  definition::hilbert(a, h, nt, is1, is2, filter.data(), static_cast<int>(filter.size()));
 }
 
 struct Kernels {

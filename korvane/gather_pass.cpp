@@ -145,19 +145,11 @@ bool emitsPrestack(const RunState& run) {
   return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
 }
 
-/// Arrays for moving one trace out at a time.
-struct MoveoutWork {
-  std::vector<float>&trsave, &rcoef, &tempTrc1, &tempTrc2, &tempTrc3;
-
-  explicit MoveoutWork(Work& w)
-      : trsave(w.trsave), rcoef(w.rcoef), tempTrc1(w.tempTrc1), tempTrc2(w.tempTrc2), tempTrc3(w.tempTrc3) {}
-};
-
 /// Moves the traces from .. to - 1 of the ensemble out and shifts them by their statics, each in its place, and finds
 /// their sectors. Traces that are dead, or whose sector dropped out in an earlier pass, get sector -1 and stay as they
-/// are. Different traces may be moved side by side, each with arrays of its own in `scratch`.
+/// are. Different traces may be moved side by side, each with the arrays of a flow of its own, `scratch`.
 // reads: parameters, constants, stores.istore, work.sloth   writes: work.samples, sectors, scratch
-void moveOut(const RunState& run, const Ensemble& ensemble, int from, int to, Work& w, const MoveoutWork& scratch) {
+void moveOut(const RunState& run, const Ensemble& ensemble, int from, int to, Work& w, Work& scratch) {
   const Parameters& p = run.parameters;
   const Constants& c = run.constants;
   for (int j = from; j < to; ++j) {
@@ -300,7 +292,7 @@ void finishSectors(RunState& run, const Ensemble& ensemble, Work& w) {
 // reads: parameters, constants, stores   writes: stores of its slot, work
 void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
   prepare(run, ensemble, w);
-  moveOut(run, ensemble, 0, ensemble.traces, w, MoveoutWork(w));
+  moveOut(run, ensemble, 0, ensemble.traces, w, w);
   sumAngles(run, ensemble, w);
   finishSectors(run, ensemble, w);
 }
@@ -313,16 +305,11 @@ void analyseEnsembleWithOutput(RunState& run, const Ensemble& ensemble, Work& w)
   const int flows = static_cast<int>(run.flows.size());
   const auto stretch = [&](int k) { return static_cast<int>(std::int64_t{ensemble.traces} * k / flows); };
   tbb::parallel_for(0, flows, [&](int k) {
-    moveOut(run, ensemble, stretch(k), stretch(k + 1), w, MoveoutWork(run.flows[static_cast<std::size_t>(k)]));
+    moveOut(run, ensemble, stretch(k), stretch(k + 1), w, run.flows[static_cast<std::size_t>(k)]);
   });
-  tbb::task_group sums;
+  tbb::task_group sums;  // waits for its task, too, when putting fails
   sums.run([&] { sumAngles(run, ensemble, w); });
-  try {
-    putMovedTraces(run, ensemble, w);
-  } catch (...) {
-    sums.wait();
-    throw;
-  }
+  putMovedTraces(run, ensemble, w);
   sums.wait();
   finishSectors(run, ensemble, w);
 }

@@ -26,17 +26,15 @@ struct Exponents {
   std::uint8_t least = 255, most = 0;
 };
 
+constexpr Exponents unknown{.least = 0, .most = 255};  ///< of sums that are not there: with any terms never exact
+
 /// Exponents of every quantity and block.
 struct ExponentRanges {
   std::vector<std::uint8_t> least, most;
 
-  void resize(std::size_t cells) {
-    least.resize(cells);
-    most.resize(cells);
-  }
-  void clear() {
-    std::fill(least.begin(), least.end(), std::uint8_t{255});
-    std::fill(most.begin(), most.end(), std::uint8_t{0});
+  void assign(std::size_t cells, const Exponents& e = {}) {
+    least.assign(cells, e.least);
+    most.assign(cells, e.most);
   }
   void include(const ExponentRanges& other) {
     for (std::size_t i = 0; i < least.size(); ++i) least[i] = std::min(least[i], other.least[i]);
@@ -77,16 +75,14 @@ struct Smoothed {
 struct Column {
   int count = 0;
   int isample = 0;
-  std::vector<double> sums;         ///< quantities x samples
-  ExponentRanges exponents;         ///< of the terms in the sums
-  std::vector<std::uint8_t> valid;  ///< quantities x blocks: the sum is there
+  std::vector<double> sums;  ///< quantities x samples, as far as they are exact
+  ExponentRanges exponents;  ///< of their terms
 };
 
 /// Sums over the crosslines of the neighbourhood, slid along a stretch of positions.
 struct Window {
   std::vector<double> sums;
   ExponentRanges exponents;
-  std::vector<std::uint8_t> valid;
 };
 
 /// Both ends included.
@@ -109,12 +105,6 @@ KORVANE_WIDE void add(double* sums, const double* terms, int count) {
 KORVANE_WIDE void subtract(double* sums, const double* terms, int count) {
   KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] -= terms[i];
-}
-KORVANE_WIDE void exchange(double* sums, const float* entering, const float* leaving, int count) {
-  KORVANE_INDEPENDENT
-  for (int i = 0; i < count; ++i) {
-    sums[i] = (sums[i] + static_cast<double>(entering[i])) - static_cast<double>(leaving[i]);
-  }
 }
 KORVANE_WIDE void exchange(double* sums, const double* entering, const double* leaving, int count) {
   KORVANE_INDEPENDENT
@@ -193,21 +183,19 @@ class NeighbourhoodSums::Impl {
     columns_.resize(std::min(static_cast<std::size_t>(tileWidth_) + halo, crosslines));
     for (Column& column : columns_) {
       column.sums.resize(values);
-      column.exponents.resize(cells);
-      column.valid.resize(cells);
+      column.exponents.assign(cells);
     }
     ring_.resize(columns_.size() * rows);
     for (Smoothed& cdp : ring_) {
       cdp.values.resize(values);
-      cdp.exponents.resize(cells);
+      cdp.exponents.assign(cells);
     }
   }
 
   void clearColumns() {
     for (Column& column : columns_) {
       std::fill(column.sums.begin(), column.sums.end(), 0.0);
-      column.exponents.clear();
-      std::fill(column.valid.begin(), column.valid.end(), std::uint8_t{1});
+      column.exponents.assign(static_cast<std::size_t>(quantities * blocks_));
     }
   }
 
@@ -222,8 +210,7 @@ class NeighbourhoodSums::Impl {
 
   ExponentRanges& emptyTerms() {
     ExponentRanges& terms = terms_.local();
-    terms.resize(static_cast<std::size_t>(quantities * blocks_));
-    terms.clear();
+    terms.assign(static_cast<std::size_t>(quantities * blocks_));
     return terms;
   }
 
@@ -250,8 +237,6 @@ class NeighbourhoodSums::Impl {
     const Span now = inlines(il);
     const Span entering{il == 0 ? 0 : std::max(inlines(il - 1).to + 1, 0), now.to};
     for (int row = entering.from; row <= entering.to; ++row) smooth(row, ix);
-    // beyond the first inline no more than one enters, and no more than one leaves
-    const bool enters = il > 0 && entering.from == entering.to && smoothed(now.to, ix).stored;
     const bool leaves = il > 0 && inlines(il - 1).from < now.from && smoothed(now.from - 1, ix).stored;
 
     Column& c = column(ix);
@@ -267,28 +252,20 @@ class NeighbourhoodSums::Impl {
     }
     forEachBlock([&](int q, int b) {
       const std::size_t at = sample(q, b), mark = cell(q, b);
-      const bool isExact = exact(terms[mark]);
       double* sums = c.sums.data() + at;
-      if (c.valid[mark] != 0 && exact(merged(c.exponents[mark], terms[mark]))) {
-        if (enters && leaves) {
-          exchange(sums, smoothed(now.to, ix).values.data() + at, smoothed(now.from - 1, ix).values.data() + at,
-                   samplesOf(b));
-        } else if (leaves) {
-          subtract(sums, smoothed(now.from - 1, ix).values.data() + at, samplesOf(b));
-        } else {
-          for (int row = entering.from; row <= entering.to; ++row) {
-            const Smoothed& cdp = smoothed(row, ix);
-            if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
-          }
-        }
-      } else if (isExact) {
-        std::fill_n(sums, samplesOf(b), 0.0);
-        for (int row = now.from; row <= now.to; ++row) {
+      const auto addRows = [&](const Span& rows) {
+        for (int row = rows.from; row <= rows.to; ++row) {
           const Smoothed& cdp = smoothed(row, ix);
           if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
         }
+      };
+      if (exact(merged(c.exponents[mark], terms[mark]))) {
+        addRows(entering);
+        if (leaves) subtract(sums, smoothed(now.from - 1, ix).values.data() + at, samplesOf(b));
+      } else if (exact(terms[mark])) {
+        std::fill_n(sums, samplesOf(b), 0.0);
+        addRows(now);
       }
-      c.valid[mark] = isExact ? 1 : 0;
     });
     std::swap(c.exponents, terms);
   }
@@ -296,8 +273,7 @@ class NeighbourhoodSums::Impl {
   void visitStretch(int il, const Span& stretch, const std::function<void(const NeighbourhoodTotals&)>& visit) {
     Window& w = windows_.local();
     w.sums.resize(static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_));
-    w.exponents.resize(static_cast<std::size_t>(quantities * blocks_));
-    w.valid.assign(static_cast<std::size_t>(quantities * blocks_), 0);
+    w.exponents.assign(static_cast<std::size_t>(quantities * blocks_), unknown);
     for (int ix = stretch.from; ix <= stretch.to; ++ix) {
       ExponentRanges& terms = emptyTerms();
       for (int k = crosslines(ix).from; k <= crosslines(ix).to; ++k) terms.include(column(k).exponents);
@@ -326,11 +302,10 @@ class NeighbourhoodSums::Impl {
     double* sums = w.sums.data() + at;
     if (!exact(terms[mark])) {
       sumInOrder(inlines(il), now, at, count, sums);
-      w.valid[mark] = 0;
       return;
     }
     const auto columnSums = [&](int k) { return column(k).sums.data() + at; };
-    if (w.valid[mark] != 0 && exact(merged(w.exponents[mark], terms[mark]))) {
+    if (exact(merged(w.exponents[mark], terms[mark]))) {
       const Span before = crosslines(ix - 1);
       if (now.to > before.to && now.from > before.from) {
         exchange(sums, columnSums(now.to), columnSums(before.from), count);
@@ -343,7 +318,6 @@ class NeighbourhoodSums::Impl {
       std::fill_n(sums, count, 0.0);
       for (int k = now.from; k <= now.to; ++k) add(sums, columnSums(k), count);
     }
-    w.valid[mark] = 1;
   }
 
   void sumInOrder(const Span& rows, const Span& lines, std::size_t at, int count, double* sums) {

@@ -10,14 +10,15 @@
 
 namespace {
 
+using support::bits;
 using support::Fenced;
 using Trace = std::vector<float>;
 
-/// Noise between fences, which show in what reads beyond it.
+/// Noise with some zeros, between fences, which show in what reads beyond it.
 Fenced<float> noise(int n, std::mt19937& random) {
   std::normal_distribution<float> amplitude;
   Fenced<float> x(n);
-  for (int i = 0; i < n; ++i) x[i] = amplitude(random);
+  for (int i = 0; i < n; ++i) x[i] = random() % 4 == 0 ? 0.0f : amplitude(random);
   return x;
 }
 
@@ -30,7 +31,7 @@ TEST(CentredConvolution, HasTheBitsOfItsDefinitionAtEveryLength) {
       Trace expected(n);
       definition::a_maconv(a.data(), f.data(), expected.data(), n, taps, centre);
       avo::a_maconv(a.data(), f.data(), b.data(), n, taps, centre);
-      EXPECT_EQ(b.values(), expected) << n << " samples, " << taps << " taps";
+      EXPECT_EQ(bits(b.values()), bits(expected)) << n << " samples, " << taps << " taps";
       EXPECT_TRUE(b.fences_stand());
     }
   }
@@ -43,10 +44,7 @@ TEST(HilbertTransform, HasTheBitsOfItsDefinitionAtEveryLengthInsideTheOutputRang
                                             {43, 0.6353344f, 0.0216528f},
                                             {31, 0.6313536f, 0.0041956f}}) {
     const int half = (length + 1) / 4;
-    Trace impulse(101), response(101), g;
-    impulse[50] = 1.0f;
-    avo::a_mahlbt(impulse.data(), response.data(), 101, -5, 106, length);
-    for (int lag = 1; lag < 2 * half; lag += 2) g.push_back(response[50 + lag]);
+    const Trace g = definition::hilbert_filter(length);
     EXPECT_TRUE(g.front() == first && g.back() == last) << length;
     for (int n = 1; n <= 230; ++n) {
       for (const auto& [from, to] : {std::pair{-5, n + 5}, {n / 3 + 1, n - n / 4}}) {
@@ -54,12 +52,14 @@ TEST(HilbertTransform, HasTheBitsOfItsDefinitionAtEveryLengthInsideTheOutputRang
         Trace expected(n);
         definition::hilbert(a.data(), expected.data(), n, from, to, g.data(), half);
         avo::a_mahlbt(a.data(), h.data(), n, from, to, length);
-        EXPECT_EQ(h.values(), expected) << length << " long, samples " << from << " to " << to << " of " << n;
+        EXPECT_EQ(bits(h.values()), bits(expected))
+            << length << " long, samples " << from << " to " << to << " of " << n;
         EXPECT_TRUE(h.fences_stand());
       }
     }
-    avo::a_mahlbt(impulse.data(), response.data(), 101, 1, 101, length + 1);
-    EXPECT_EQ(response, Trace(101, 0.0f)) << "a length without a filter";
+    Fenced<float> a = noise(101, random), h(101);
+    avo::a_mahlbt(a.data(), h.data(), 101, 1, 101, length + 1);
+    EXPECT_EQ(h.values(), Trace(101, 0.0f)) << "a length without a filter";
   }
 }
 

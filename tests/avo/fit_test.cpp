@@ -37,7 +37,7 @@ TEST(AngleSums, HaveTheBitsOfTheirDefinition) {
           kernel(s.data(), trace.data(), sloth.data(), scratch.data(), sums::count, fin, lin, 3, n - 2, start, 0.5f,
                  offset, low, high, 0, w);
           EXPECT_TRUE(s.fences_stand() && scratch.fences_stand());
-          return std::tuple(fin, lin, s.values());
+          return std::tuple(fin, lin, support::bits(s.values()));
         };
         EXPECT_EQ(added(avo::a_sahcic, sums), added(definition::a_sahcic, expected)) << n << " samples from " << t0;
       }

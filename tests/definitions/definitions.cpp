@@ -133,6 +133,14 @@ void a_sahci(float* s, const float* h1, const float* h2, const float* sloth, con
   std::fill_n(s, isz * rows, 0.0f);
 }
 
+std::vector<float> hilbert_filter(int length) {
+  std::vector<float> impulse(101), response(101), g;
+  impulse[50] = 1.0f;
+  avo::a_mahlbt(impulse.data(), response.data(), 101, 1, 101, length);
+  for (int lag = 1; lag < (length + 1) / 2; lag += 2) g.push_back(response[static_cast<std::size_t>(50 + lag)]);
+  return g;
+}
+
 void hilbert(const float* a, float* h, int samples, int first, int last, const float* g, int half) {
   std::fill_n(h, samples, 0.0f);
   for (int i = std::max(first, 1); i <= std::min(last, samples); ++i) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 /// The heavy kernels in the plainest form that their descriptions have, one sample, tap or neighbour after the other:
 /// what the shipped ones are compared with, bit for bit by the tests and in time by the benchmarks. Arguments are those
 /// of the shipped kernels.
@@ -20,6 +22,8 @@ void a_sahci(float* s, const float* h1, const float* h2, const float* sloth, con
              float* out, const int& maxsmp, const int& maxh, const int& nparm, int& first, int& last, const int& nh,
              const int& isz, const float& t0, const float& tsamp, const float& avopct);
 
+/// Coefficients of lags 1, 3, 5 .. of the shipped Hilbert filter of that length, as it answers an impulse.
+std::vector<float> hilbert_filter(int length);
 /// @param g  coefficients of lags 1, 3, 5 .., `half` of them
 void hilbert(const float* a, float* h, int samples, int first, int last, const float* g, int half);
 

@@ -36,7 +36,7 @@ struct Trace {
     kernel(padded.data(), sloth.data(), coef.data(), out.data(), trcoef.data(), columns.data(), samples, taps, from, to,
            offset, first_live, start, 0.004f, from, to);
     EXPECT_TRUE(coef.fences_stand() && out.fences_stand() && trcoef.fences_stand() && columns.fences_stand());
-    return std::tuple(out.values(), coef.values(), from, to);
+    return std::tuple(support::bits(out.values()), support::bits(coef.values()), from, to);
   }
 
   int samples, taps, first = 1 + samples / 16, last = samples - samples / 16, first_live = 1 + samples / 8;

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace support {
@@ -31,5 +33,12 @@ class Fenced {
   std::size_t size_;
   std::vector<T> values_;
 };
+
+/// Values as they stand in memory: zeros of either sign differ, and a value that is not a number equals itself.
+inline std::vector<std::uint32_t> bits(const std::vector<float>& values) {
+  std::vector<std::uint32_t> words;
+  for (const float value : values) words.push_back(std::bit_cast<std::uint32_t>(value));
+  return words;
+}
 
 }  // namespace support
