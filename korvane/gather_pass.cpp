@@ -4,7 +4,7 @@
 #include <tbb/task_group.h>
 
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -13,6 +13,7 @@
 
 #include "avo/avo.h"
 #include "korvane/headers.h"
+#include "korvane/side_work.h"
 #include "korvane/tables.h"
 #include "korvane/update_pass.h"
 #include "moveout/moveout.h"
@@ -314,66 +315,51 @@ void analyseEnsembleWithOutput(RunState& run, const Ensemble& ensemble, Work& w)
   finishSectors(run, ensemble, w);
 }
 
-/// The ensembles that are being analysed beside the fetching of others, in two halves: while one is analysed the other
-/// is filled. The flow of control that fetches makes every call of the framework; an analysis that puts traces out is
-/// made at once.
+/// The ensembles that are being analysed beside the fetching of others. The flow of control that fetches makes every
+/// call of the framework; an analysis that puts traces out is made at once.
 class Analyses {
  public:
-  explicit Analyses(RunState& run) : run_(run), half_((run.flows.size() + 1) / 2) {}
-  ~Analyses() {
-    for (Half& half : halves_) {
-      half.tasks.cancel();
-      half.tasks.wait();
-    }
-  }
-  Analyses(const Analyses&) = delete;
-  Analyses& operator=(const Analyses&) = delete;
+  explicit Analyses(RunState& run) : run_(run), occupations_(run.flows.size()) {}
 
   /// Arrays for the next ensemble.
-  Work& inHand() {
-    if (next_ % half_ == 0) finish(halves_[next_ / half_]);  // the flows of a half become free together
-    return run_.flows[next_];
-  }
+  Work& inHand() { return run_.flows[inHand_]; }
 
   /// Analyses the ensemble in hand.
   void start(const Ensemble& ensemble) {
-    Half& half = halves_[next_ / half_];
     if (isUnderWay(ensemble.kcdp)) finish();
-    Work& w = run_.flows[next_];
     if (emitsPrestack(run_)) {
       finish();
-      analyseEnsembleWithOutput(run_, ensemble, w);
+      analyseEnsembleWithOutput(run_, ensemble, inHand());
       return;
     }
-    half.slots.push_back(ensemble.kcdp);
-    half.tasks.run([this, ensemble, &w] { analyseEnsemble(run_, ensemble, w); });
-    next_ = (next_ + 1) % run_.flows.size();
+    Occupation& occupation = occupations_[inHand_];
+    occupation.slot = ensemble.kcdp;
+    occupation.underWay = true;
+    analyses_.run([this, ensemble, &occupation, &w = inHand()] {
+      analyseEnsemble(run_, ensemble, w);
+      occupation.underWay = false;
+    });
+    while (occupations_[inHand_].underWay) inHand_ = (inHand_ + 1) % occupations_.size();
   }
 
-  void finish() {
-    for (Half& half : halves_) finish(half);
-  }
+  void finish() { analyses_.finish(); }
 
  private:
-  struct Half {
-    tbb::task_group tasks;
-    std::vector<int> slots;  ///< of the ensembles under way
+  /// What a flow is at.
+  struct Occupation {
+    std::atomic<bool> underWay = false;
+    int slot = 0;
   };
 
   bool isUnderWay(int slot) const {
-    return std::any_of(halves_.begin(), halves_.end(), [slot](const Half& half) {
-      return std::find(half.slots.begin(), half.slots.end(), slot) != half.slots.end();
-    });
-  }
-  static void finish(Half& half) {
-    half.tasks.wait();
-    half.slots.clear();
+    return std::any_of(occupations_.begin(), occupations_.end(),
+                       [slot](const Occupation& flow) { return flow.underWay && flow.slot == slot; });
   }
 
   RunState& run_;
-  std::size_t half_;  ///< flows of one half
-  std::array<Half, 2> halves_;
-  std::size_t next_ = 0;  ///< flow of the ensemble in hand
+  std::vector<Occupation> occupations_;
+  std::size_t inHand_ = 0;  ///< flow of the ensemble in hand
+  SideWork analyses_;
 };
 
 enum class PassChange { none, newPass, outputPass };

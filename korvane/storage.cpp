@@ -80,10 +80,10 @@ void makeWork(const Sizes& n, const Constants& c, Work& w) {
   w.outcom.resize(n.iout * n.nt);
 }
 
-/// Ensembles that the gather pass has under way: two for a thread to analyse, as many again to be filled meanwhile.
+/// Ensembles that the gather pass has under way: one that each thread is at, and one that waits for it (see SideWork).
 std::size_t flowsOfGatherPass() {
   const int threads = tbb::this_task_arena::max_concurrency();
-  return threads > 1 ? static_cast<std::size_t>(4 * threads) : 1;
+  return threads > 1 ? static_cast<std::size_t>(2 * threads) : 1;
 }
 
 template <class Value>

@@ -1,13 +1,17 @@
 #include "korvane/update_pass.h"
 
+#include <tbb/concurrent_queue.h>
+#include <tbb/concurrent_vector.h>
 #include <tbb/enumerable_thread_specific.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "korvane/neighbourhood_sums.h"
+#include "korvane/side_work.h"
 #include "solution/solution.h"
 #include "solution/velocity_revision.h"
 
@@ -21,18 +25,26 @@ struct Pending {
   int isample;  ///< first sample revised
 };
 
-/// Arrays for the positions that one thread visits.
-struct RevisionWork {
+/// Arrays of one correlation.
+struct CorrelationWork {
   std::vector<float> tsa, tsb, trc, tic;  ///< amplitudes and correlation
   std::vector<float> kr, ki, sbpr, ones;
-  std::vector<Pending> pending;         ///< positions that are revised side by side
-  std::vector<float> rows;              ///< lanes x 2 x idiff
-  std::vector<float*> ratio, velocity;  ///< lanes, into rows: velocity error and then ratio; velocity
 
-  explicit RevisionWork(const Parameters& p) {
+  explicit CorrelationWork(const Parameters& p) {
     const auto ns = static_cast<std::size_t>(p.idiff);
     for (auto* trace : {&tsa, &tsb, &trc, &tic, &kr, &ki, &sbpr}) trace->resize(ns);
     ones.assign(ns, 1.0f);
+  }
+};
+
+/// Positions that are revised side by side.
+struct Batch {
+  std::vector<Pending> pending;
+  std::vector<float> rows;              ///< lanes x 2 x idiff
+  std::vector<float*> ratio, velocity;  ///< lanes, into rows: velocity error and then ratio; velocity
+
+  explicit Batch(const Parameters& p) {
+    const auto ns = static_cast<std::size_t>(p.idiff);
     rows.resize(2 * solution::VelocityRevision::lanes * ns);
     for (std::size_t l = 0; l < solution::VelocityRevision::lanes; ++l) {
       ratio.push_back(&rows[2 * l * ns]);
@@ -43,7 +55,7 @@ struct RevisionWork {
 
 /// Velocity error of a position from its neighbourhood sums.
 // reads: parameters   writes: dvel; scratch
-void estimateError(const Parameters& p, const NeighbourhoodTotals& totals, RevisionWork& w, float* dvel) {
+void estimateError(const Parameters& p, const NeighbourhoodTotals& totals, CorrelationWork& w, float* dvel) {
   const int first = 1, shift = 0;
   bool live = false;
   solution::a_saucor(totals.asum, totals.bsum, totals.sumr, totals.sumi, totals.wts, w.tsa.data(), w.tsb.data(),
@@ -71,21 +83,67 @@ solution::RevisionLimits revisionLimits(const Parameters& p, const Constants& c)
           .vpow = c.ivpow};
 }
 
-/// Revises the velocity functions of the positions that wait.
-// reads: parameters, work.pending, ratio   writes: stores.vstore, vastore, work.velocity, ratio, pending
-void revise(const Parameters& p, const solution::VelocityRevision& revision, Stores& st, RevisionWork& w) {
-  for (std::size_t l = 0; l < w.pending.size(); ++l) {
-    std::copy_n(st.vstore + w.pending[l].slot * p.nt, p.idiff, w.velocity[l]);
+/// The revisions of a pass, from several threads at a time.
+class Revisions {
+ public:
+  Revisions(const Parameters& p, const Constants& c, const Stores& st)
+      : p_(p), st_(st), revision_(p.idiff, revisionLimits(p, c)) {}
+
+  /// Revises the velocity function of a position, now or later.
+  // reads: parameters   writes: scratch
+  void add(const Pending& position, const NeighbourhoodTotals& totals) {
+    Batch*& batch = inHand_.local();
+    if (batch == nullptr) batch = freeBatch();
+    estimateError(p_, totals, work_.local(), batch->ratio[batch->pending.size()]);
+    batch->pending.push_back(position);
+    if (batch->pending.size() == solution::VelocityRevision::lanes) hand(batch);
   }
-  revision.revise(w.ratio.data(), w.velocity.data(), static_cast<int>(w.pending.size()));
-  for (std::size_t l = 0; l < w.pending.size(); ++l) {
-    const int isample = w.pending[l].isample, samples = p.idiff - isample;
-    const std::int64_t at = w.pending[l].slot * p.nt + isample;
-    if (p.skipVel == 0) std::copy_n(w.velocity[l] + isample, samples, st.vstore + at);
-    std::copy_n(w.ratio[l] + isample, samples, st.vastore + at);
+
+  /// Revises what waits.
+  void finish() {
+    for (Batch*& batch : inHand_) {
+      if (batch != nullptr) hand(batch);
+    }
+    revisions_.finish();
   }
-  w.pending.clear();
-}
+
+ private:
+  Batch* freeBatch() {
+    Batch* batch = nullptr;
+    return free_.try_pop(batch) ? batch : &*batches_.emplace_back(p_);
+  }
+
+  void hand(Batch*& batch) {
+    revisions_.run([this, b = std::exchange(batch, nullptr)] {
+      revise(*b);
+      free_.push(b);
+    });
+  }
+
+  // reads: parameters, batch   writes: stores.vstore, vastore, batch
+  void revise(Batch& batch) {
+    for (std::size_t l = 0; l < batch.pending.size(); ++l) {
+      std::copy_n(st_.vstore + batch.pending[l].slot * p_.nt, p_.idiff, batch.velocity[l]);
+    }
+    revision_.revise(batch.ratio.data(), batch.velocity.data(), static_cast<int>(batch.pending.size()));
+    for (std::size_t l = 0; l < batch.pending.size(); ++l) {
+      const int isample = batch.pending[l].isample, samples = p_.idiff - isample;
+      const std::int64_t at = batch.pending[l].slot * p_.nt + isample;
+      if (p_.skipVel == 0) std::copy_n(batch.velocity[l] + isample, samples, st_.vstore + at);
+      std::copy_n(batch.ratio[l] + isample, samples, st_.vastore + at);
+    }
+    batch.pending.clear();
+  }
+
+  const Parameters& p_;
+  const Stores& st_;
+  const solution::VelocityRevision revision_;
+  tbb::enumerable_thread_specific<CorrelationWork> work_{[this] { return CorrelationWork(p_); }};
+  tbb::enumerable_thread_specific<Batch*> inHand_{nullptr};  ///< of each thread
+  tbb::concurrent_vector<Batch> batches_;
+  tbb::concurrent_queue<Batch*> free_;
+  SideWork revisions_;
+};
 
 /// Prints a line whenever another tenth of the grid is done.
 class Progress {
@@ -117,22 +175,17 @@ class Progress {
 
 void updatePass(RunState& run) {
   const Parameters& p = run.parameters;
-  Stores& st = run.stores;
+  const Stores& st = run.stores;
   std::printf("\n%s: Compute iteration: %d\n\n", toolName, run.numiter - 1);
-  const solution::VelocityRevision revision(p.idiff, revisionLimits(p, run.constants));
-  tbb::enumerable_thread_specific<RevisionWork> work([&] { return RevisionWork(p); });
+  Revisions revisions(p, run.constants, st);
   for (int s = 0; s < p.nazim; ++s) {
     Progress progress(p, s);
     const auto visit = [&](const NeighbourhoodTotals& totals) {
-      if (totals.count < p.ifold) return;
-      RevisionWork& w = work.local();
-      estimateError(p, totals, w, w.ratio[w.pending.size()]);
-      w.pending.push_back({rowStart(p, s, totals.kcdp, 1), totals.isample});
-      if (w.pending.size() == solution::VelocityRevision::lanes) revise(p, revision, st, w);
+      if (totals.count >= p.ifold) revisions.add({rowStart(p, s, totals.kcdp, 1), totals.isample}, totals);
     };
     run.neighbourhoods->sweep(st, s, visit, [&](int positions) { progress.upTo(positions); });
-    for (RevisionWork& w : work) revise(p, revision, st, w);
   }
+  revisions.finish();
 }
 
 }  // namespace korvane
