@@ -6,8 +6,11 @@
 #include <tbb/task_arena.h>
 
 #include <algorithm>
+#include <array>
 #include <bit>
+#include <cmath>
 #include <cstddef>
+#include <limits>
 #include <utility>
 #include <vector>
 
@@ -21,46 +24,51 @@ namespace {
 constexpr int quantities = 5;     // |A|^2, |B|^2, real and imaginary part of A conj(B), weight
 constexpr int blockSamples = 64;  // samples that share a certificate
 
-/// Least and largest exponent field of the non-zero values of one quantity in one block of samples.
-struct Exponents {
-  std::uint8_t least = 255, most = 0;
-};
+/// What is known of the terms of a sum, per quantity and block of samples.
+struct Terms {
+  std::vector<std::uint8_t> least;  ///< smallest exponent field of the terms that are not zero, 255 without any
+  std::vector<double> bound;        ///< of the sum of their magnitudes
 
-constexpr Exponents unknown{.least = 0, .most = 255};  ///< of sums that are not there: with any terms never exact
-
-/// Exponents of every quantity and block.
-struct ExponentRanges {
-  std::vector<std::uint8_t> least, most;
-
-  void assign(std::size_t cells, const Exponents& e = {}) {
-    least.assign(cells, e.least);
-    most.assign(cells, e.most);
+  void clear(std::size_t cells) {
+    least.assign(cells, 255);
+    bound.assign(cells, 0.0);
   }
-  void include(const ExponentRanges& other) {
+  /// With any other terms, sums are not exact.
+  void setUnknown(std::size_t cells) {
+    least.assign(cells, 0);
+    bound.assign(cells, std::numeric_limits<double>::infinity());
+  }
+  void include(const Terms& other) {
     for (std::size_t i = 0; i < least.size(); ++i) least[i] = std::min(least[i], other.least[i]);
-    for (std::size_t i = 0; i < most.size(); ++i) most[i] = std::max(most[i], other.most[i]);
+    for (std::size_t i = 0; i < bound.size(); ++i) bound[i] += other.bound[i];
   }
-  void set(std::size_t cell, const Exponents& e) {
-    least[cell] = e.least;
-    most[cell] = e.most;
-  }
-  Exponents operator[](std::size_t cell) const { return {least[cell], most[cell]}; }
 };
 
-Exponents merged(const Exponents& a, const Exponents& b) {
-  return {std::min(a.least, b.least), std::max(a.most, b.most)};
+/// Largest sum of magnitudes, by the smallest exponent field, that leaves every partial sum exact: 2^53 times the last
+/// bit of the smallest term. A little less, as bounds are rounded sums themselves, and half below the normal range.
+std::array<double, 256> exactSums() {
+  std::array<double, 256> largest{};
+  for (int exponent = 0; exponent < 256; ++exponent) {
+    largest[static_cast<std::size_t>(exponent)] = std::ldexp(1.0 - 0x1p-20, exponent - 127 - 23 + 53);
+  }
+  return largest;
 }
 
-/// Exponents of `count` floats; values below the normal range count as the least normal exponent.
-KORVANE_WIDE Exponents exponentsOf(const float* values, int count) {
-  std::uint32_t least = 255, most = 0;
+struct Magnitudes {
+  std::uint8_t least;  ///< exponent field
+  float largest;
+};
+
+/// Of `count` floats.
+KORVANE_WIDE Magnitudes magnitudesOf(const float* values, int count) {
+  std::uint32_t least = 0x7fffffffu, largest = 0;  // bit patterns, of the least one less
   for (int i = 0; i < count; ++i) {
     const std::uint32_t bits = std::bit_cast<std::uint32_t>(values[i]) & 0x7fffffffu;
-    const std::uint32_t exponent = std::max(bits >> 23, 1u);
-    least = std::min(least, bits == 0 ? 255u : exponent);
-    most = std::max(most, bits == 0 ? 0u : exponent);
+    least = std::min(least, bits - 1);
+    largest = std::max(largest, bits);
   }
-  return {.least = static_cast<std::uint8_t>(least), .most = static_cast<std::uint8_t>(most)};
+  const std::uint32_t exponent = least == 0x7fffffffu ? 255 : (least + 1) >> 23;
+  return {.least = static_cast<std::uint8_t>(exponent), .largest = std::bit_cast<float>(largest)};
 }
 
 /// Smoothed products of one CDP.
@@ -68,7 +76,7 @@ struct Smoothed {
   bool stored = false;
   int isample = 0;
   std::vector<float> values;  ///< quantities x samples
-  ExponentRanges exponents;
+  Terms terms;
 };
 
 /// Sums over the inlines of the neighbourhood at one crossline.
@@ -76,13 +84,13 @@ struct Column {
   int count = 0;
   int isample = 0;
   std::vector<double> sums;  ///< quantities x samples, as far as they are exact
-  ExponentRanges exponents;  ///< of their terms
+  Terms terms;
 };
 
 /// Sums over the crosslines of the neighbourhood, slid along a stretch of positions.
 struct Window {
   std::vector<double> sums;
-  ExponentRanges exponents;
+  Terms terms;
 };
 
 /// Both ends included.
@@ -122,11 +130,6 @@ class NeighbourhoodSums::Impl {
         ns_(p_.idiff),
         blocks_((ns_ + blockSamples - 1) / blockSamples),
         ringRows_(static_cast<int>(std::min(std::int64_t{2} * halfInlines_ + 2, std::int64_t{p_.itlines}))) {
-    // a slide holds the terms of one inline or crossline more than the neighbourhood
-    const double terms = (2.0 * halfInlines_ + 2.0) * (2.0 * halfCrosslines_ + 2.0);
-    int bits = 0;
-    while (static_cast<double>(std::uint64_t{1} << bits) < terms) ++bits;
-    spread_ = 29 - bits;
     makeTile(tileBytes);
   }
 
@@ -158,8 +161,14 @@ class NeighbourhoodSums::Impl {
   }
 
  private:
-  bool exact(const Exponents& e) const { return e.most < 255 && e.most - e.least <= spread_; }
+  bool exact(std::uint8_t least, double bound) const { return bound <= exactSums_[least]; }
+  bool exact(const Terms& terms, std::size_t cell) const { return exact(terms.least[cell], terms.bound[cell]); }
+  /// Whether a sum of the first terms slides to one of the others without rounding between.
+  bool exact(const Terms& before, const Terms& now, std::size_t cell) const {
+    return exact(std::min(before.least[cell], now.least[cell]), before.bound[cell] + now.bound[cell]);
+  }
   std::size_t cell(int quantity, int block) const { return static_cast<std::size_t>(quantity * blocks_ + block); }
+  std::size_t cells() const { return cell(quantities, 0); }
   std::size_t sample(int quantity, int block) const {
     return static_cast<std::size_t>(quantity) * static_cast<std::size_t>(ns_) +
            static_cast<std::size_t>(block * blockSamples);
@@ -175,7 +184,6 @@ class NeighbourhoodSums::Impl {
   /// As many crosslines as the bytes hold, and enough to make up for the halo.
   void makeTile(std::size_t bytes) {
     const std::size_t values = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_);
-    const std::size_t cells = static_cast<std::size_t>(quantities) * static_cast<std::size_t>(blocks_);
     const std::size_t crosslines = static_cast<std::size_t>(p_.xtlines);
     const std::size_t rows = static_cast<std::size_t>(ringRows_);
     const std::size_t halo = 2 * static_cast<std::size_t>(halfCrosslines_);
@@ -185,19 +193,19 @@ class NeighbourhoodSums::Impl {
     columns_.resize(std::min(static_cast<std::size_t>(tileWidth_) + halo, crosslines));
     for (Column& column : columns_) {
       column.sums.resize(values);
-      column.exponents.assign(cells);
+      column.terms.clear(cells());
     }
     ring_.resize(columns_.size() * rows);
     for (Smoothed& cdp : ring_) {
       cdp.values.resize(values);
-      cdp.exponents.assign(cells);
+      cdp.terms.clear(cells());
     }
   }
 
   void clearColumns() {
     for (Column& column : columns_) {
       std::fill(column.sums.begin(), column.sums.end(), 0.0);
-      column.exponents.assign(static_cast<std::size_t>(quantities * blocks_));
+      column.terms.clear(cells());
     }
   }
 
@@ -210,9 +218,9 @@ class NeighbourhoodSums::Impl {
   Span inlines(int il) const { return {std::max(il - p_.numxsum2, 0), std::min(il + p_.numxsum2, p_.itlines - 1)}; }
   Span crosslines(int ix) const { return {std::max(ix - p_.numysum2, 0), std::min(ix + p_.numysum2, p_.xtlines - 1)}; }
 
-  ExponentRanges& emptyTerms() {
-    ExponentRanges& terms = terms_.local();
-    terms.assign(static_cast<std::size_t>(quantities * blocks_));
+  Terms& emptyTerms() {
+    Terms& terms = terms_.local();
+    terms.clear(cells());
     return terms;
   }
 
@@ -230,7 +238,9 @@ class NeighbourhoodSums::Impl {
     solution::smoothed_products(stores_.astore + row, stores_.ahstore + row, stores_.bstore + row,
                                 stores_.bhstore + row, ns_, p_.icorrwin, scratch.data(), cdp.values.data());
     forEachBlock([&](int q, int b) {
-      cdp.exponents.set(cell(q, b), exponentsOf(cdp.values.data() + sample(q, b), samplesOf(b)));
+      const Magnitudes magnitudes = magnitudesOf(cdp.values.data() + sample(q, b), samplesOf(b));
+      cdp.terms.least[cell(q, b)] = magnitudes.least;
+      cdp.terms.bound[cell(q, b)] = static_cast<double>(magnitudes.largest);
     });
   }
 
@@ -242,7 +252,7 @@ class NeighbourhoodSums::Impl {
     const bool leaves = il > 0 && inlines(il - 1).from < now.from && smoothed(now.from - 1, ix).stored;
 
     Column& c = column(ix);
-    ExponentRanges& terms = emptyTerms();
+    Terms& terms = emptyTerms();
     c.count = 0;
     c.isample = 0;
     for (int row = now.from; row <= now.to; ++row) {
@@ -250,7 +260,7 @@ class NeighbourhoodSums::Impl {
       if (!cdp.stored) continue;
       ++c.count;
       c.isample = std::max(c.isample, cdp.isample);
-      terms.include(cdp.exponents);
+      terms.include(cdp.terms);
     }
     forEachBlock([&](int q, int b) {
       const std::size_t at = sample(q, b), mark = cell(q, b);
@@ -261,26 +271,26 @@ class NeighbourhoodSums::Impl {
           if (cdp.stored) add(sums, cdp.values.data() + at, samplesOf(b));
         }
       };
-      if (exact(merged(c.exponents[mark], terms[mark]))) {
+      if (exact(c.terms, terms, mark)) {
         addRows(entering);
         if (leaves) subtract(sums, smoothed(now.from - 1, ix).values.data() + at, samplesOf(b));
-      } else if (exact(terms[mark])) {
+      } else if (exact(terms, mark)) {
         std::fill_n(sums, samplesOf(b), 0.0);
         addRows(now);
       }
     });
-    std::swap(c.exponents, terms);
+    std::swap(c.terms, terms);
   }
 
   void visitStretch(int il, const Span& stretch, const std::function<void(const NeighbourhoodTotals&)>& visit) {
     Window& w = windows_.local();
     w.sums.resize(static_cast<std::size_t>(quantities) * static_cast<std::size_t>(ns_));
-    w.exponents.assign(static_cast<std::size_t>(quantities * blocks_), unknown);
+    w.terms.setUnknown(cells());
     for (int ix = stretch.from; ix <= stretch.to; ++ix) {
-      ExponentRanges& terms = emptyTerms();
-      for (int k = crosslines(ix).from; k <= crosslines(ix).to; ++k) terms.include(column(k).exponents);
+      Terms& terms = emptyTerms();
+      for (int k = crosslines(ix).from; k <= crosslines(ix).to; ++k) terms.include(column(k).terms);
       forEachBlock([&](int q, int b) { advanceWindow(il, ix, q, b, terms, w); });
-      std::swap(w.exponents, terms);
+      std::swap(w.terms, terms);
       NeighbourhoodTotals totals{.kcdp = il * p_.xtlines + ix};
       const Span now = crosslines(ix);
       for (int k = now.from; k <= now.to; ++k) {
@@ -297,17 +307,17 @@ class NeighbourhoodSums::Impl {
   }
 
   /// Takes one block of the window from the position before to this one.
-  void advanceWindow(int il, int ix, int quantity, int block, const ExponentRanges& terms, Window& w) {
+  void advanceWindow(int il, int ix, int quantity, int block, const Terms& terms, Window& w) {
     const Span now = crosslines(ix);
     const std::size_t at = sample(quantity, block), mark = cell(quantity, block);
     const int count = samplesOf(block);
     double* sums = w.sums.data() + at;
-    if (!exact(terms[mark])) {
+    if (!exact(terms, mark)) {
       sumInOrder(inlines(il), now, at, count, sums);
       return;
     }
     const auto columnSums = [&](int k) { return column(k).sums.data() + at; };
-    if (exact(merged(w.exponents[mark], terms[mark]))) {
+    if (exact(w.terms, terms, mark)) {
       const Span before = crosslines(ix - 1);
       if (now.to > before.to && now.from > before.from) {
         exchange(sums, columnSums(now.to), columnSums(before.from), count);
@@ -339,14 +349,14 @@ class NeighbourhoodSums::Impl {
   int ns_;
   int blocks_;
   int ringRows_;       ///< inlines whose smoothed products are held: a neighbourhood and the one that leaves it
-  int spread_ = 0;     ///< largest difference of exponents whose sums are exact
   int tileWidth_ = 0;  ///< crosslines of a tile
   Span tile_{};        ///< crosslines visited
   Span halo_{};        ///< crosslines summed
+  const std::array<double, 256> exactSums_ = exactSums();
   std::vector<Smoothed> ring_;
   std::vector<Column> columns_;
   tbb::enumerable_thread_specific<std::vector<float>> scratch_;  ///< for the smoothed products
-  tbb::enumerable_thread_specific<ExponentRanges> terms_;        ///< of the sum in hand
+  tbb::enumerable_thread_specific<Terms> terms_;                 ///< of the sum in hand
   tbb::enumerable_thread_specific<Window> windows_;
 };
 

@@ -20,8 +20,8 @@ struct NeighbourhoodTotals {
 /// the stored neighbours one after the other, inline by inline, at a cost that hardly grows with the neighbourhood.
 ///
 /// The smoothed products of a CDP do not depend on the position that sums them, so they are formed once. A sum of
-/// floats in double is exact, and so free of order, while every partial sum fits 53 bits: N terms whose largest and
-/// smallest non-zero exponents differ by at most 29 - ceil(log2 N). Where that holds for a block of samples, the sums
+/// floats in double is exact, and so free of order, while the magnitudes of its terms add up to no more than 2^53 times
+/// the last bit of the smallest of them that is not zero. Where that holds for a block of samples, the sums
 /// over inlines are kept per crossline and slid from inline to inline, and the sums over crosslines are slid from
 /// position to position. Where it does not, the block is added up neighbour by neighbour.
 class NeighbourhoodSums {

@@ -131,7 +131,7 @@ TEST(NeighbourhoodSums, ComeBackToSlidingBehindABlockThatRounds) {
 }
 
 TEST(NeighbourhoodSums, StandOnTheLimitOfExactness) {
-  // 5 x 5 terms and those that a slide adds are fewer than 64: exponents of terms may differ by 23
+  // 15 to 20 large terms of 5 x 5: their sum stays exact while the small ones are at most 24 or 25 exponents below
   for (const int difference : {22, 23, 24, 25, 26, 27, 28}) {
     SCOPED_TRACE(difference);
     Grid grid(5, 9, 64, 2, 2, 0);
@@ -141,7 +141,7 @@ TEST(NeighbourhoodSums, StandOnTheLimitOfExactness) {
     }
     expectPlainSums(grid, 1);
   }
-  // neighbourhoods of three whose terms differ by 26, just what they may, and by 39 while one slides to the next
+  // neighbourhoods of three whose exponents differ by 26, which they may, and by 39 while one slides to the next
   for (const auto& [inlines, crosslines] : {std::pair{1, 9}, {9, 1}}) {
     Grid grid(inlines, crosslines, 64, inlines / 9, crosslines / 9, 0);
     for (std::size_t k = 0; k < grid.rows[0].size(); ++k) {
