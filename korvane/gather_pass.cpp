@@ -1,6 +1,7 @@
 #include "korvane/gather_pass.h"
 
 #include <tbb/parallel_for.h>
+#include <tbb/task_arena.h>
 #include <tbb/task_group.h>
 
 #include <algorithm>
@@ -303,10 +304,9 @@ void analyseEnsemble(RunState& run, const Ensemble& ensemble, Work& w) {
 // reads: parameters, constants, stores   writes: stores of its slot, work, scratch of every flow; output traces
 void analyseEnsembleWithOutput(RunState& run, const Ensemble& ensemble, Work& w) {
   prepare(run, ensemble, w);
-  const int flows = static_cast<int>(run.flows.size());
-  const auto stretch = [&](int k) { return static_cast<int>(std::int64_t{ensemble.traces} * k / flows); };
-  tbb::parallel_for(0, flows, [&](int k) {
-    moveOut(run, ensemble, stretch(k), stretch(k + 1), w, run.flows[static_cast<std::size_t>(k)]);
+  tbb::parallel_for(0, ensemble.traces, [&](int trace) {
+    const int thread = tbb::this_task_arena::current_thread_index();
+    moveOut(run, ensemble, trace, trace + 1, w, run.flows[static_cast<std::size_t>(thread)]);
   });
   tbb::task_group sums;  // waits for its task, too, when putting fails
   sums.run([&] { sumAngles(run, ensemble, w); });

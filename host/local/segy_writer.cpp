@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <future>
 #include <system_error>
 #include <utility>
 
@@ -45,6 +46,7 @@ class SegyWriter::File {
 
   ~File() {
     if (descriptor_ < 0) return;
+    if (writing_.valid()) writing_.wait();
     close(descriptor_);
     unlink(part_.c_str());
   }
@@ -72,6 +74,7 @@ class SegyWriter::File {
 
   void secure() {
     flush();
+    finishWriting();
     if (fsync(descriptor_) != 0) fail();
     if (std::filesystem::is_directory(target_)) {
       errno = EISDIR;
@@ -97,14 +100,23 @@ class SegyWriter::File {
     return buffer_.data() + std::exchange(used_, used_ + bytes);
   }
 
+  /// Writes what waits, beside the calling thread.
   void flush() {
-    for (std::size_t done = 0; done < used_;) {
-      const ssize_t written = ::write(descriptor_, buffer_.data() + done, used_ - done);
+    finishWriting();
+    std::swap(buffer_, written_);
+    writing_ = std::async(std::launch::async, [this, bytes = std::exchange(used_, 0)] { write(bytes); });
+  }
+  void finishWriting() {
+    if (writing_.valid()) writing_.get();
+  }
+
+  void write(std::size_t bytes) const {
+    for (std::size_t done = 0; done < bytes;) {
+      const ssize_t written = ::write(descriptor_, written_.data() + done, bytes - done);
       if (written < 0 && errno == EINTR) continue;
       if (written < 0) fail();
       done += static_cast<std::size_t>(written);
     }
-    used_ = 0;
   }
 
   /// Ends with the reason of the last system call.
@@ -119,7 +131,9 @@ class SegyWriter::File {
   int descriptor_ = -1;
   std::int32_t traces_ = 0;
   std::vector<unsigned char> buffer_ = std::vector<unsigned char>(bufferBytes);
-  std::size_t used_ = 0;  // bytes of the buffer
+  std::size_t used_ = 0;                          // bytes of the buffer
+  std::vector<unsigned char> written_ = buffer_;  // is being written
+  std::future<void> writing_;
 };
 
 SegyWriter::SegyWriter(std::filesystem::path target, const SegyFileHead& head) {
