@@ -1,4 +1,5 @@
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <filesystem>
@@ -48,6 +49,7 @@ std::filesystem::path jobOf(app::SynthOptions options, const std::string& name, 
   std::string text = contents(job);
   if (prestack) replace(text, "PRESTACK = 0", "PRESTACK = 1");
   std::ofstream(job) << text;
+  sync();  // or the disk is still busy with it while others are timed
   return job;
 }
 
