@@ -164,13 +164,7 @@ void moveOut(const RunState& run, const Ensemble& ensemble, int from, int to, Wo
     s = sector;
 
     float* trace = w.traces[static_cast<std::size_t>(j)];
-    std::fill_n(scratch.trsave.begin(), c.ilen, 0.0f);
-    std::copy_n(trace, p.nt, scratch.trsave.begin() + c.ilen);
-    std::fill_n(scratch.trsave.begin() + c.ilen + p.nt, c.ilen, 0.0f);
-    int first = 1, last = p.nt;
-    moveout::a_samvot(scratch.trsave.data(), SectorWork(run, w, s).sloth, scratch.rcoef.data(), trace,
-                      scratch.tempTrc1.data(), scratch.tempTrc2.data(), p.nt, c.ilen, first, last,
-                      std::abs(standardFloat(head, c.hdr.ioffset)), first, 0.0f, c.dtt, first, last);
+    moveTraceOut(p, c, SectorWork(run, w, s).sloth, standardFloat(head, c.hdr.ioffset), trace, scratch);
     if (p.istatic == 0) continue;
     const float shift = standardFloat(head, c.hdr.ina_stat);
     if (shift != 0.0f) host::applyStatic2(trace, scratch.tempTrc3.data(), p.nt, p.dt, shift);
@@ -402,6 +396,17 @@ bool takeEnsemble(RunState& run, int traces, Work& w, Analyses& analyses) {
 }
 
 }  // namespace
+
+void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, float offset, float* trace,
+                  Work& scratch) {
+  std::fill_n(scratch.trsave.begin(), c.ilen, 0.0f);
+  std::copy_n(trace, p.nt, scratch.trsave.begin() + c.ilen);
+  std::fill_n(scratch.trsave.begin() + c.ilen + p.nt, c.ilen, 0.0f);
+  int first = 1, last = p.nt;
+  moveout::a_samvot(scratch.trsave.data(), sloth, scratch.rcoef.data(), trace, scratch.tempTrc1.data(),
+                    scratch.tempTrc2.data(), p.nt, c.ilen, first, last, std::abs(offset), first, 0.0f, c.dtt, first,
+                    last);
+}
 
 int gatherPass(RunState& run) {
   Analyses analyses(run);

@@ -10,4 +10,10 @@ namespace korvane {
 /// @return traces of the ensemble in hand that opens the output pass; below 1 when the data are exhausted
 int gatherPass(RunState& run);
 
+/// Moves a trace of nt samples out in its place.
+/// @param sloth    squared slowness, nt + 2 values from index 0
+/// @param scratch  arrays of one flow; its trsave, tempTrc1, tempTrc2 and the last column of its rcoef are written
+void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, float offset, float* trace,
+                  Work& scratch);
+
 }  // namespace korvane

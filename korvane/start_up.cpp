@@ -7,11 +7,7 @@
 
 namespace korvane {
 
-void startUp(RunState& run, int argc, char** argv) {
-  host::initStandAlone(argc, argv, "SOCKET_TOOL");
-  host::stConnectToServer();
-  host::stSetToolName("Velocity Residuals (KORVANE)");
-
+void readJob(RunState& run) {
   Parameters& p = run.parameters;
   readJobRecords(p);
   readGrid(p);
@@ -33,8 +29,15 @@ void startUp(RunState& run, int argc, char** argv) {
   designInterpolation(p, run.constants);
   designBandFilters(p, run.constants);
   fillAvoBlock(p, run.constants);
+}
+
+void startUp(RunState& run, int argc, char** argv) {
+  host::initStandAlone(argc, argv, "SOCKET_TOOL");
+  host::stConnectToServer();
+  host::stSetToolName("Velocity Residuals (KORVANE)");
+  readJob(run);
   makeStorage(run);
-  endInitialisation(p);
+  endInitialisation(run.parameters);
 }
 
 }  // namespace korvane

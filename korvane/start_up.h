@@ -4,6 +4,10 @@
 
 namespace korvane {
 
+/// Reads and checks the parameters, opens the tables and designs the filters: all that a run knows before it makes its
+/// storage. Fatal conditions end the run through host::stErrFatal.
+void readJob(RunState& run);
+
 /// Connects to the framework, reads and checks the parameters, opens the tables, designs the filters, makes the
 /// storage and ends the framework's initialisation phase. Fatal conditions end the run through host::stErrFatal.
 void startUp(RunState& run, int argc, char** argv);

@@ -17,16 +17,16 @@ namespace {
 struct Sizes {
   std::size_t nt, nx, nth, nazim, idiff, ilen, isrun, iout, ntt;
 
-  explicit Sizes(const RunState& run)
-      : nt(size(run.parameters.nt)),
-        nx(size(run.parameters.nx)),
-        nth(size(run.parameters.nth)),
-        nazim(size(run.parameters.nazim)),
-        idiff(size(run.parameters.idiff)),
-        ilen(size(run.constants.ilen)),
-        isrun(size(run.constants.isrun)),
-        iout(size(run.constants.iout)),
-        ntt(size(run.parameters.ntt)) {}
+  Sizes(const Parameters& p, const Constants& c)
+      : nt(size(p.nt)),
+        nx(size(p.nx)),
+        nth(size(p.nth)),
+        nazim(size(p.nazim)),
+        idiff(size(p.idiff)),
+        ilen(size(c.ilen)),
+        isrun(size(c.isrun)),
+        iout(size(c.iout)),
+        ntt(size(p.ntt)) {}
 
  private:
   static std::size_t size(int n) { return static_cast<std::size_t>(n); }
@@ -58,28 +58,6 @@ void makeEnsembleBuffers(const Sizes& n, Work& w) {
   }
 }
 
-void makeWork(const Sizes& n, const Constants& c, Work& w) {
-  makeEnsembleBuffers(n, w);
-  w.rcoef = c.rcoef;
-  w.sloth.resize((n.nt + 2) * n.nazim);
-  w.slothi.resize((n.nt + 2) * n.nazim);
-  w.trsave.resize(std::max(2 * n.nt, n.nt + 2 * n.ilen));
-  w.tnmo.resize(n.ntt * n.nazim);
-  // the output pass lays three rounds of sectors, or an output function, into the scratch traces
-  const std::size_t scratch = std::max({n.nt, n.ntt, 4 * n.nazim});
-  w.tempTrc1.resize(std::max(2 * n.nt * n.ilen, scratch));
-  w.tempTrc2.resize(scratch);
-  w.tempTrc3.resize(scratch);
-  w.sectors.resize(n.nx);
-  w.sin2.resize(n.nt);
-  w.tro.resize(2 * n.nt);
-  w.vels.resize(n.nt * n.nazim);
-  w.vint.resize(std::max(n.nt, std::size_t{3}) * n.nazim);
-  w.num.resize(n.nazim + 1);
-  w.sumrun.resize(n.nt * n.nazim * n.isrun);
-  w.outcom.resize(n.iout * n.nt);
-}
-
 /// Ensembles that the gather pass has under way: one that each thread is at, and one that waits for it (see SideWork).
 std::size_t flowsOfGatherPass() {
   const int threads = tbb::this_task_arena::max_concurrency();
@@ -106,14 +84,37 @@ void mapStores(const Parameters& p, Stores& s) {
 
 }  // namespace
 
+void makeWork(const Parameters& p, const Constants& c, Work& w) {
+  const Sizes n(p, c);
+  makeEnsembleBuffers(n, w);
+  w.rcoef = c.rcoef;
+  w.sloth.resize((n.nt + 2) * n.nazim);
+  w.slothi.resize((n.nt + 2) * n.nazim);
+  w.trsave.resize(std::max(2 * n.nt, n.nt + 2 * n.ilen));
+  w.tnmo.resize(n.ntt * n.nazim);
+  // the output pass lays three rounds of sectors, or an output function, into the scratch traces
+  const std::size_t scratch = std::max({n.nt, n.ntt, 4 * n.nazim});
+  w.tempTrc1.resize(std::max(2 * n.nt * n.ilen, scratch));
+  w.tempTrc2.resize(scratch);
+  w.tempTrc3.resize(scratch);
+  w.sectors.resize(n.nx);
+  w.sin2.resize(n.nt);
+  w.tro.resize(2 * n.nt);
+  w.vels.resize(n.nt * n.nazim);
+  w.vint.resize(std::max(n.nt, std::size_t{3}) * n.nazim);
+  w.num.resize(n.nazim + 1);
+  w.sumrun.resize(n.nt * n.nazim * n.isrun);
+  w.outcom.resize(n.iout * n.nt);
+}
+
 void makeStorage(RunState& run) {
   const Parameters& p = run.parameters;
-  const Sizes n(run);
+  const Sizes n(p, run.constants);
   const std::size_t flows = flowsOfGatherPass();
   try {
-    makeWork(n, run.constants, run.work);
+    makeWork(p, run.constants, run.work);
     run.flows.resize(flows);
-    for (Work& flow : run.flows) makeWork(n, run.constants, flow);
+    for (Work& flow : run.flows) makeWork(p, run.constants, flow);
     run.neighbourhoods = std::make_shared<NeighbourhoodSums>(p);
   } catch (const std::bad_alloc&) {
     host::stErrFatal(

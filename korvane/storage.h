@@ -8,4 +8,7 @@ namespace korvane {
 /// memory that the work arrays take. Fatal: a store cannot be made, or the heap is exhausted.
 void makeStorage(RunState& run);
 
+/// Makes the work arrays of one flow. @throws std::bad_alloc
+void makeWork(const Parameters& p, const Constants& c, Work& w);
+
 }  // namespace korvane

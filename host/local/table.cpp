@@ -133,9 +133,9 @@ int Table::countMaxY() const {
   return static_cast<int>(most);
 }
 
-bool Table::alongX(float x, int nt, float t0, float dt, float* out) const {
+bool Table::alongX(float x, int nt, float t0, float dt, float* out, int zIndex) const {
   if (functions_.empty()) return false;
-  sample(around(functions_, x), zCount_, 0, nt, t0, dt, out);
+  sample(around(functions_, x), zCount_, zIndex, nt, t0, dt, out);
   return true;
 }
 

@@ -50,7 +50,7 @@ class Table {
   /// Function at X = x: linear between the neighbouring functions, end functions beyond; linear in time between points,
   /// end values beyond. Sample i stands at float(i) * dt + t0. Formed in double, rounded once, exact on a node.
   /// @return false when the table holds no point
-  bool alongX(float x, int nt, float t0, float dt, float* out) const;
+  bool alongX(float x, int nt, float t0, float dt, float* out, int zIndex = 0) const;
   /// Function at a map position: linear in the Delaunay triangle of the functions' positions, nearest edge or function
   /// outside their hull, exact where a function stands; in time as alongX.
   /// @return false, with the reason in `why`, when the table is empty, a function has no position, or two functions
