@@ -171,6 +171,8 @@ class LocalJob::Impl : public RunLink {
              .link = *this} {}
 
   Job& job() { return job_; }
+  SegyData& data() { return data_; }
+  Database& database() { return database_; }
 
   void fail(const std::string& why) {
     if (!record_) return;
@@ -211,6 +213,8 @@ LocalJob::LocalJob(const JobFile& file, const std::string& version, MessageSink&
 LocalJob::~LocalJob() = default;
 
 Job& LocalJob::job() { return impl_->job(); }
+SegyData& LocalJob::data() { return impl_->data(); }
+Database& LocalJob::database() { return impl_->database(); }
 void LocalJob::fail(const std::string& why) { impl_->fail(why); }
 
 }  // namespace host::local

@@ -4,8 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "host/local/database.h"
 #include "host/local/job.h"
 #include "host/local/job_file.h"
+#include "host/local/segy_data.h"
 
 namespace host::local {
 
@@ -20,6 +22,8 @@ class LocalJob {
   ~LocalJob();
 
   Job& job();
+  SegyData& data();
+  Database& database();
   /// Ends the run record with the reason; the output file stays as it was before the run.
   void fail(const std::string& why);
 

@@ -1,5 +1,6 @@
 #include "host/local/segy_data.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstring>
@@ -75,11 +76,35 @@ class SegyData::Impl {
   int primaryKeyWord() const { return input_.primaryKey == "CDP" ? standardHeaders.icdp : named("SG_CDP").word + 1; }
   std::int64_t tracesDelivered() const { return delivered_; }
 
-  void deliver(int passes) {
+  void deliverFrom(std::size_t run, int passes) {
     passes_ = passes;
     pass_ = 1;
-    run_ = 0;
-    stream_.rewind();
+    run_ = run;
+    stream_.goTo(run);
+  }
+
+  /// First run of every ensemble.
+  const std::vector<std::size_t>& openings() const {
+    if (openings_.empty()) {
+      for (std::size_t run = 0; run < index_.runs.size(); ++run) {
+        if (index_.runs[run].opens != 0) openings_.push_back(run);
+      }
+    }
+    return openings_;
+  }
+  std::size_t opening(int ensemble) const { return openings().at(static_cast<std::size_t>(ensemble)); }
+
+  int tracesOf(int ensemble) const {
+    int traces = 0;
+    const std::size_t first = opening(ensemble), behind = index_.behind(first);
+    for (std::size_t run = first; run < behind; ++run) traces += index_.runs[run].traces;
+    return traces;
+  }
+
+  void readHead(int ensemble, std::int32_t* head) {
+    std::vector<unsigned char> trace(file_.traceBytes());
+    file_.read(static_cast<int>(index_.runs[opening(ensemble)].first), 1, trace.data());
+    unpackHead(trace.data(), head);
   }
 
   int next(float* const* traces, std::int32_t* const* heads) {
@@ -167,8 +192,18 @@ class SegyData::Impl {
 
   void unpack(int trace, const unsigned char* bytes, float* samples, std::int32_t* head) {
     const bool finite = file_.samples(bytes, samples);
-    const TraceHeader header = file_.header(bytes);
+    const bool oddHeader = unpackHead(bytes, head);
+    if (!finite) head[standardHeaders.itrc_type - 1] = deadTrace;
+    head[standardHeaders.idiskiter - 1] = pass_;
 
+    if (pass_ > 1) return;
+    if (!finite) notFinite_.count(trace);
+    if (oddHeader) oddHeaders_.count(trace);
+  }
+
+  /// @return whether a header was no finite number and is taken as 0
+  bool unpackHead(const unsigned char* bytes, std::int32_t* head) const {
+    const TraceHeader header = file_.header(bytes);
     std::fill_n(head, rawHeaderWord, 0);
     const int scalar = wholeNumber(readField(header, scalar_));
     bool oddHeader = false;
@@ -188,12 +223,7 @@ class SegyData::Impl {
 
     std::int32_t& type = head[standardHeaders.itrc_type - 1];
     if (isLive(type)) type = 1;
-    if (!finite) type = deadTrace;
-    head[standardHeaders.idiskiter - 1] = pass_;
-
-    if (pass_ > 1) return;
-    if (!finite) notFinite_.count(trace);
-    if (oddHeader) oddHeaders_.count(trace);
+    return oddHeader;
   }
 
   void reportFaults() {
@@ -217,7 +247,8 @@ class SegyData::Impl {
   TraceStream stream_;
   int passes_ = 1;
   int pass_ = 1;
-  std::size_t run_ = 0;  // where the next ensemble begins
+  std::size_t run_ = 0;                        // where the next ensemble begins
+  mutable std::vector<std::size_t> openings_;  // first run of every ensemble, once asked for
   std::int64_t delivered_ = 0;
   Tally notFinite_, oddHeaders_;
 };
@@ -236,7 +267,11 @@ std::int64_t SegyData::tracesDelivered() const { return impl_->tracesDelivered()
 
 SegyFileHead SegyData::head() const { return {impl_->facts().text, impl_->facts().binary, samples(), interval()}; }
 
-void SegyData::deliver(int passes) { impl_->deliver(passes); }
+void SegyData::deliver(int passes) { impl_->deliverFrom(0, passes); }
+int SegyData::ensembles() const { return static_cast<int>(impl_->openings().size()); }
+int SegyData::tracesOf(int ensemble) const { return impl_->tracesOf(ensemble); }
+void SegyData::readHead(int ensemble, std::int32_t* head) { impl_->readHead(ensemble, head); }
+void SegyData::deliverFrom(int ensemble, int passes) { impl_->deliverFrom(impl_->opening(ensemble), passes); }
 int SegyData::next(float* const* traces, std::int32_t* const* heads) { return impl_->next(traces, heads); }
 
 bool SegyData::exists(const std::string& name) const { return impl_->exists(name); }

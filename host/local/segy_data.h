@@ -35,6 +35,15 @@ class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions
   void deliver(int passes) override;
   int next(float* const* traces, std::int32_t* const* heads) override;
 
+  /// Ensembles of one pass, numbered from 0 in the order of delivery.
+  int ensembles() const;
+  /// Traces of an ensemble.
+  int tracesOf(int ensemble) const;
+  /// The header words of the first trace of an ensemble, headerWords + 1 of them.
+  void readHead(int ensemble, std::int32_t* head);
+  /// Goes on with that ensemble in the first of `passes` passes.
+  void deliverFrom(int ensemble, int passes);
+
   bool exists(const std::string& name) const override;
   int format(const std::string& name) const override;
   int index(const std::string& name) const override;

@@ -25,9 +25,9 @@ TraceStream::TraceStream(const SegyFile& file, std::span<const TraceRun> order)
       aheadTraces_(tracesWithin(aheadBytes, file)),
       block_(static_cast<std::size_t>(mostTraces_) * traceBytes_) {}
 
-void TraceStream::rewind() {
+void TraceStream::goTo(std::size_t run) {
   fetched_ = next_ = 0;
-  place_ = announced_ = {};
+  place_ = announced_ = {.run = run};
   announcedTraces_ = 0;
 }
 

@@ -16,8 +16,8 @@ class TraceStream {
   /// File and order must outlive the stream; the order has at least one trace.
   TraceStream(const SegyFile& file, std::span<const TraceRun> order);
 
-  /// From the first trace again.
-  void rewind();
+  /// Goes on with the first trace of a run.
+  void goTo(std::size_t run);
   /// The next trace as the file holds it, until the next call; behind the last one comes the first.
   const unsigned char* next() {
     if (next_ == fetched_) fetch();
