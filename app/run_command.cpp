@@ -8,6 +8,7 @@
 
 #include "app/command_line.h"
 #include "app/console.h"
+#include "app/pass_recorder.h"
 #include "host/local/job_file.h"
 #include "host/local/local_job.h"
 #include "korvane/run.h"
@@ -24,7 +25,7 @@ void runJob(const std::filesystem::path& file) {
     const host::local::JobScope scope(job.job());
     const int threads = jobFile.threads > 0 ? jobFile.threads : tbb::info::default_concurrency();
     const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
-    tbb::task_arena(threads).execute([] { korvane::run(0, nullptr); });
+    tbb::task_arena(threads).execute([&] { korvane::run(0, nullptr, PassRecorder(job)); });
   } catch (const std::exception& error) {
     job.fail(error.what());
     throw;

@@ -366,6 +366,7 @@ PassChange changePass(RunState& run, const std::int32_t* live, Analyses& analyse
   ++run.numiter;
   if (run.numiter > 1) {
     updatePass(run);
+    if (run.afterRevision) run.afterRevision(run);
     if (run.numiter == run.parameters.niterate + 1) return PassChange::outputPass;
     announcePass(run);
     return PassChange::newPass;

@@ -8,8 +8,9 @@
 
 namespace korvane {
 
-void run(int argc, char** argv) {
+void run(int argc, char** argv, const std::function<void(const RunState&)>& afterRevision) {
   RunState state;
+  state.afterRevision = afterRevision;
   startUp(state, argc, argv);
   const int tracesInHand = gatherPass(state);
   outputPass(state, tracesInHand);

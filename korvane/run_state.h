@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
@@ -141,11 +142,12 @@ struct RunState {
   Constants constants;
   Tables tables;
   Stores stores;
-  Work work;                                          ///< of the ensemble in hand, outside the gather pass
-  std::vector<Work> flows;                            ///< of the ensembles that the gather pass has under way
-  std::shared_ptr<NeighbourhoodSums> neighbourhoods;  ///< arrays of the update pass
-  int numiter = 0;                                    ///< current pass over the data
-  std::int64_t numTraces = 0;                         ///< traces of the analysed ensembles, over all passes
+  Work work;                                           ///< of the ensemble in hand, outside the gather pass
+  std::vector<Work> flows;                             ///< of the ensembles that the gather pass has under way
+  std::shared_ptr<NeighbourhoodSums> neighbourhoods;   ///< arrays of the update pass
+  std::function<void(const RunState&)> afterRevision;  ///< is shown what every pass has made of the velocities
+  int numiter = 0;                                     ///< current pass over the data
+  std::int64_t numTraces = 0;                          ///< traces of the analysed ensembles, over all passes
 };
 
 /// Whole part of a value, cut off at what an int holds.

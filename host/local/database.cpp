@@ -20,7 +20,7 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "the blobs hold little-endian float32 as it is in memory");
 
 constexpr int applicationId = 0x4b4f5256;
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 constexpr int busyTimeout = 10000;  // ms
 
 constexpr const char* schema = R"(
@@ -51,6 +51,23 @@ constexpr const char* schema = R"(
     traces INTEGER,
     job TEXT NOT NULL,
     result TEXT NOT NULL
+  );)";
+
+/// What schema version 2 adds.
+constexpr const char* passSchema = R"(
+  CREATE TABLE korvane_pass (
+    run_id INTEGER NOT NULL REFERENCES korvane_run (id) ON DELETE CASCADE,
+    pass INTEGER NOT NULL,
+    seconds REAL NOT NULL,
+    traces INTEGER NOT NULL,
+    revised INTEGER NOT NULL,
+    mean REAL NOT NULL,     -- percent of the velocity
+    rms REAL NOT NULL,
+    limited REAL NOT NULL,  -- share of samples
+    inline_step INTEGER NOT NULL,
+    crossline_step INTEGER NOT NULL,
+    revision BLOB NOT NULL, -- sectors x inlines x crosslines, percent, float32
+    PRIMARY KEY (run_id, pass)
   );)";
 
 constexpr const char* now = "strftime('%Y-%m-%dT%H:%M:%SZ', 'now')";
@@ -122,7 +139,10 @@ class Database::Impl {
         throw RunError(file_ + ": the database is write-protected; make it writable, or use a copy");
       if (access == Access::create && blank()) create();
     });
-    doing("read the database", [&] { checkSchema(); });
+    doing("read the database", [&] {
+      checkSchema();
+      if (access != Access::read) upgrade();
+    });
   }
 
   /// Runs one operation; what SQLite has to say against it is told with the file and the operation.
@@ -157,6 +177,7 @@ class Database::Impl {
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
     if (!blank()) return;  // another program was first
     database_->exec(schema);
+    database_->exec(passSchema);
     database_->exec("PRAGMA application_id = " + std::to_string(applicationId));
     database_->exec("PRAGMA user_version = " + std::to_string(schemaVersion));
     transaction.commit();
@@ -166,10 +187,19 @@ class Database::Impl {
     if (number("PRAGMA application_id") != applicationId)
       throw RunError(file_ + ": this is not a KORVANE database; give the name of one, or of a new file");
     const int version = number("PRAGMA user_version");
-    if (version != schemaVersion)
+    if (version < 1 || version > schemaVersion)
       throw RunError(file_ + ": the database has schema version " + std::to_string(version) +
                      ", this program knows version " + std::to_string(schemaVersion) +
                      "; use the program that wrote it");
+  }
+
+  void upgrade() {
+    if (number("PRAGMA user_version") == schemaVersion) return;
+    SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+    if (number("PRAGMA user_version") == schemaVersion) return;  // another program was first
+    database_->exec(passSchema);
+    database_->exec("PRAGMA user_version = " + std::to_string(schemaVersion));
+    transaction.commit();
   }
 
   std::string file_;
@@ -319,6 +349,68 @@ void Database::endRun(std::int64_t id, std::int64_t traces, const std::string& r
     statement.bind(1, traces);
     statement.bind(2, result);
     statement.bind(3, id);
+    statement.exec();
+  });
+}
+
+std::vector<Database::Run> Database::runs() const {
+  return impl_->doing("read the runs", [&] {
+    SQLite::Statement rows(impl_->sql(),
+                           "SELECT id, started, coalesce(ended, ''), job, result, coalesce(traces, 0) FROM korvane_run "
+                           "ORDER BY id");
+    std::vector<Run> runs;
+    while (rows.executeStep()) {
+      runs.push_back({.id = rows.getColumn(0).getInt64(),
+                      .started = rows.getColumn(1).getString(),
+                      .ended = rows.getColumn(2).getString(),
+                      .job = rows.getColumn(3).getString(),
+                      .result = rows.getColumn(4).getString(),
+                      .traces = rows.getColumn(5).getInt64()});
+    }
+    return runs;
+  });
+}
+
+std::vector<PassRecord> Database::passes(std::int64_t run) const {
+  return impl_->doing("read the passes of a run", [&] {
+    std::vector<PassRecord> passes;
+    if (!impl_->sql().tableExists("korvane_pass")) return passes;
+    SQLite::Statement rows(impl_->sql(),
+                           "SELECT pass, seconds, traces, revised, mean, rms, limited, inline_step, crossline_step, "
+                           "revision FROM korvane_pass WHERE run_id = ? ORDER BY pass");
+    rows.bind(1, run);
+    while (rows.executeStep()) {
+      const auto revision = finiteValues(rows.getColumn(9));
+      if (!revision) continue;
+      passes.push_back({.pass = rows.getColumn(0).getInt(),
+                        .seconds = rows.getColumn(1).getDouble(),
+                        .traces = rows.getColumn(2).getInt64(),
+                        .revised = rows.getColumn(3).getInt64(),
+                        .mean = rows.getColumn(4).getDouble(),
+                        .rms = rows.getColumn(5).getDouble(),
+                        .limited = rows.getColumn(6).getDouble(),
+                        .inlineStep = rows.getColumn(7).getInt(),
+                        .crosslineStep = rows.getColumn(8).getInt(),
+                        .revision = *revision});
+    }
+    return passes;
+  });
+}
+
+void Database::addPass(std::int64_t run, const PassRecord& pass) {
+  impl_->doing("record a pass", [&] {
+    SQLite::Statement statement(impl_->sql(), "INSERT INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    statement.bind(1, run);
+    statement.bind(2, pass.pass);
+    statement.bind(3, pass.seconds);
+    statement.bind(4, pass.traces);
+    statement.bind(5, pass.revised);
+    statement.bind(6, pass.mean);
+    statement.bind(7, pass.rms);
+    statement.bind(8, pass.limited);
+    statement.bind(9, pass.inlineStep);
+    statement.bind(10, pass.crosslineStep);
+    bindBlob(statement, 11, pass.revision);
     statement.exec();
   });
 }

@@ -11,7 +11,23 @@
 
 namespace host::local {
 
-/// Tables and run records in one SQLite file. A schema version is kept; a newer or foreign file is refused. Errors are
+/// What a pass did to the velocities.
+struct PassRecord {
+  int pass = 0;
+  double seconds = 0.0;
+  std::int64_t traces = 0;       ///< of the ensembles it fetched
+  std::int64_t revised = 0;      ///< functions
+  double mean = 0.0, rms = 0.0;  ///< of the revisions of all samples, percent of the velocity
+  double limited = 0.0;          ///< share of the samples whose revision stands at a limit
+  int inlineStep = 1;            ///< of the positions below
+  int crosslineStep = 1;
+  /// Sectors x inlines x crosslines: RMS of a function's revision in percent, or why there is none.
+  std::vector<float> revision;
+  static constexpr float fewNeighbours = -1.0f, noData = -2.0f;
+};
+
+/// Tables and run records in one SQLite file. A schema version is kept; an
+/// older file is brought up to date when it is opened for writing, a newer or foreign one is refused. Errors are
 /// RunError naming the file, the table and the reason.
 class Database {
  public:
@@ -38,6 +54,18 @@ class Database {
   void save(const Table& table, const std::string& type);
   /// @return false when there is none
   bool remove(const std::string& type, const std::string& name);
+
+  struct Run {
+    std::int64_t id = 0;
+    std::string started, ended;  ///< UTC; ended is empty while it runs
+    std::string job, result;     ///< text of the job file; "completed", "running" or why it failed
+    std::int64_t traces = 0;
+  };
+  /// The runs, in the order of their start.
+  std::vector<Run> runs() const;
+  /// The passes of a run, ascending.
+  std::vector<PassRecord> passes(std::int64_t run) const;
+  void addPass(std::int64_t run, const PassRecord& pass);
 
   /// Begins a run record with the start time, and returns its id; its result stands as "running" until it is ended.
   std::int64_t beginRun(const std::string& tool, const std::string& jobText);

@@ -174,6 +174,10 @@ class LocalJob::Impl : public RunLink {
   SegyData& data() { return data_; }
   Database& database() { return database_; }
 
+  void recordPass(const PassRecord& pass) {
+    if (record_) database_.addPass(*record_, pass);
+  }
+
   void fail(const std::string& why) {
     if (!record_) return;
     try {
@@ -215,6 +219,7 @@ LocalJob::~LocalJob() = default;
 Job& LocalJob::job() { return impl_->job(); }
 SegyData& LocalJob::data() { return impl_->data(); }
 Database& LocalJob::database() { return impl_->database(); }
+void LocalJob::recordPass(const PassRecord& pass) { impl_->recordPass(pass); }
 void LocalJob::fail(const std::string& why) { impl_->fail(why); }
 
 }  // namespace host::local

@@ -24,6 +24,8 @@ class LocalJob {
   Job& job();
   SegyData& data();
   Database& database();
+  /// Adds a pass to the run record.
+  void recordPass(const PassRecord& pass);
   /// Ends the run record with the reason; the output file stays as it was before the run.
   void fail(const std::string& why);
 

@@ -65,7 +65,7 @@ TEST_F(DatabaseTest, AFileThatIsNoDatabaseOfThisVersionIsRefusedAndStaysAsItWas)
 
   store(sample());
   sql("PRAGMA user_version = 99");
-  expectRefused(all, "version 99, this program knows version 1");
+  expectRefused(all, "version 99, this program knows version 2");
   sql("PRAGMA user_version = 0; PRAGMA application_id = 0");
   expectRefused(all, "not a KORVANE database");
 }

@@ -1,0 +1,85 @@
+#include "app/pass_recorder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <span>
+
+#include "korvane/grid_sample.h"
+
+namespace app {
+
+namespace {
+
+using host::local::PassRecord;
+
+constexpr std::int64_t mostPositions = 60000;  // of a record, in all sectors
+
+/// Sums over the revised samples.
+struct Sums {
+  double change = 0.0, squares = 0.0;  // of the velocity, fraction
+  std::int64_t samples = 0, limited = 0;
+
+  void operator+=(const Sums& other) {
+    change += other.change;
+    squares += other.squares;
+    samples += other.samples;
+    limited += other.limited;
+  }
+};
+
+/// @param ratio  revised velocity over the one before, 0 where nothing was revised
+Sums sumsOf(std::span<const float> ratio, float smallest, float largest) {
+  Sums sums;
+  for (const float value : ratio) {
+    if (value == 0.0f) continue;
+    const double change = static_cast<double>(value) - 1.0;
+    sums.change += change;
+    sums.squares += change * change;
+    ++sums.samples;
+    sums.limited += value <= smallest || value >= largest;
+  }
+  return sums;
+}
+
+double percent(double squares, std::int64_t samples) {
+  return 100.0 * std::sqrt(squares / static_cast<double>(std::max<std::int64_t>(samples, 1)));
+}
+
+}  // namespace
+
+void PassRecorder::operator()(const korvane::RunState& run) {
+  const korvane::Parameters& p = run.parameters;
+  const korvane::Constants& c = run.constants;
+  const float smallest = 1.0f - c.dvmin / 100.0f, largest = 1.0f + c.dvmax / 100.0f;
+  const korvane::GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
+  PassRecord record{.pass = run.numiter - 1,
+                    .traces = run.numTraces - tracesBefore_,
+                    .inlineStep = grid.inlineStep,
+                    .crosslineStep = grid.crosslineStep,
+                    .revision = {}};
+  Sums all;
+  for (int s = 0; s < p.nazim; ++s) {
+    for (int i = 0; i < grid.inlines; ++i) {
+      for (int k = 0; k < grid.crosslines; ++k) {
+        const std::int64_t slot = korvane::rowStart(p, s, grid.slot(p, i, k), 1);
+        const std::span ratio(run.stores.vastore + slot * p.nt, static_cast<std::size_t>(p.idiff));
+        const Sums sums = sumsOf(ratio, smallest, largest);
+        all += sums;
+        record.revised += sums.samples > 0;
+        const float why = run.stores.istore[slot] == 1 ? PassRecord::fewNeighbours : PassRecord::noData;
+        record.revision.push_back(sums.samples > 0 ? static_cast<float>(percent(sums.squares, sums.samples)) : why);
+      }
+    }
+  }
+  const double samples = static_cast<double>(std::max<std::int64_t>(all.samples, 1));
+  record.mean = 100.0 * all.change / samples;
+  record.rms = percent(all.squares, all.samples);
+  record.limited = static_cast<double>(all.limited) / samples;
+  const auto now = std::chrono::steady_clock::now();
+  record.seconds = std::chrono::duration<double>(now - begin_).count();
+  job_.recordPass(record);
+  begin_ = now;
+  tracesBefore_ = run.numTraces;
+}
+
+}  // namespace app
