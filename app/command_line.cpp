@@ -34,6 +34,7 @@ int commandLine(int argc, char** argv) {
   cli.failure_message(usageError);
   addRun(cli);
   addTable(cli);
+  addReport(cli);
   addScan(cli);
   addParams(cli);
   addSynth(cli);

@@ -17,6 +17,7 @@ int commandLine(int argc, char** argv);
 void addRun(CLI::App& cli);
 void addTable(CLI::App& cli);
 void addParams(CLI::App& cli);
+void addReport(CLI::App& cli);
 void addScan(CLI::App& cli);
 void addSynth(CLI::App& cli);
 

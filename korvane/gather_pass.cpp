@@ -119,30 +119,6 @@ void makeSlowness(const RunState& run, Work& w) {
   }
 }
 
-/// Azimuth sector of a trace; an azimuth and its opposite share one.
-// reads: parameters, constants
-int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* head) {
-  if (p.iazimuth == 0) return 0;
-  const host::StandardHeaders& hdr = c.hdr;
-  const float sourceX = standardFloat(head, hdr.isou_x), sourceY = standardFloat(head, hdr.isou_y);
-  const float receiverX = standardFloat(head, hdr.irec_x), receiverY = standardFloat(head, hdr.irec_y);
-  const float dX = receiverX - sourceX;
-  const float dY = receiverY - sourceY;
-  float azimuth;  // degrees clockwise from +y
-  if (dX == 0.0f) {
-    azimuth = sourceY < receiverY ? 0.0f : 180.0f;
-  } else if (dY == 0.0f) {
-    azimuth = sourceX < receiverX ? 90.0f : 270.0f;
-  } else {
-    azimuth =
-        static_cast<float>(std::atan2(static_cast<double>(dX), static_cast<double>(dY)) / static_cast<double>(c.rad));
-    if (dX < 0.0f) azimuth += 360.0f;
-  }
-  if (!(azimuth >= 0.0f && azimuth <= 360.0f)) return 0;  // coordinates that are no numbers
-  // an azimuth that rounds to 360 belongs to sector 0
-  return static_cast<int>(azimuth / p.zazim) % p.nazim;
-}
-
 bool emitsPrestack(const RunState& run) {
   return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
 }
@@ -397,6 +373,28 @@ bool takeEnsemble(RunState& run, int traces, Work& w, Analyses& analyses) {
 }
 
 }  // namespace
+
+int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* head) {
+  if (p.iazimuth == 0) return 0;
+  const host::StandardHeaders& hdr = c.hdr;
+  const float sourceX = standardFloat(head, hdr.isou_x), sourceY = standardFloat(head, hdr.isou_y);
+  const float receiverX = standardFloat(head, hdr.irec_x), receiverY = standardFloat(head, hdr.irec_y);
+  const float dX = receiverX - sourceX;
+  const float dY = receiverY - sourceY;
+  float azimuth;  // degrees clockwise from +y
+  if (dX == 0.0f) {
+    azimuth = sourceY < receiverY ? 0.0f : 180.0f;
+  } else if (dY == 0.0f) {
+    azimuth = sourceX < receiverX ? 90.0f : 270.0f;
+  } else {
+    azimuth =
+        static_cast<float>(std::atan2(static_cast<double>(dX), static_cast<double>(dY)) / static_cast<double>(c.rad));
+    if (dX < 0.0f) azimuth += 360.0f;
+  }
+  if (!(azimuth >= 0.0f && azimuth <= 360.0f)) return 0;  // coordinates that are no numbers
+  // an azimuth that rounds to 360 belongs to sector 0
+  return static_cast<int>(azimuth / p.zazim) % p.nazim;
+}
 
 void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, float offset, float* trace,
                   Work& scratch) {

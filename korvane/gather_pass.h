@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "korvane/run_state.h"
 
 namespace korvane {
@@ -9,6 +11,9 @@ namespace korvane {
 /// pass is over.
 /// @return traces of the ensemble in hand that opens the output pass; below 1 when the data are exhausted
 int gatherPass(RunState& run);
+
+/// Azimuth sector of a trace; an azimuth and its opposite share one. 0 without azimuth sectors.
+int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* head);
 
 /// Moves a trace of nt samples out in its place.
 /// @param sloth    squared slowness, nt + 2 values from index 0

@@ -1,0 +1,185 @@
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <optional>
+
+#include "host/local/segy_file.h"
+#include "report/packed_array.h"
+#include "report/survey.h"
+
+namespace report {
+
+namespace {
+
+constexpr int velocityCode = 52, interceptCode = 43, gradientCode = 44;  // trace types
+constexpr int azimuthByte = 233;
+constexpr int mostPositions = 400, mostTimes = 300, mostPairs = 4000, mostInlines = 3;
+
+/// One line of one sector, the positions along it thinned out.
+struct Line {
+  int iline = 0, sector = 0;
+  std::vector<int> crosslines;
+  std::vector<float> intercept, gradient, ratio;  ///< positions x times
+};
+
+struct Silence : host::local::MessageSink {
+  void warn(const std::string& /*message*/) override {}
+};
+
+/// The output file's traces: type, place and sector of each.
+class OutputTraces {
+ public:
+  OutputTraces(const Survey& survey, host::local::MessageSink& messages)
+      : survey_(survey), file_(inputOf(survey), messages) {}
+
+  int samples() const { return file_.facts().samples; }
+
+  template <class Take>
+  void forEach(Take take) {
+    const auto& fields = file_.input().layout.fields;
+    const korvane::Parameters& p = survey_.parameters();
+    std::vector<unsigned char> bytes(file_.traceBytes());
+    std::vector<float> trace(static_cast<std::size_t>(samples()));
+    for (int i = 0; i < file_.traces(); ++i) {
+      file_.read(i, 1, bytes.data());
+      const host::local::TraceHeader head = file_.header(bytes.data());
+      const auto integer = [&](const char* name) {
+        return host::local::wholeNumber(host::local::readField(head, fields.at(name)));
+      };
+      const Place* place = survey_.ofCdp(integer("CDP"));
+      if (place == nullptr) continue;
+      const double azimuth = host::local::readField(head, {azimuthByte, host::local::HeaderFormat::float32});
+      const int sector = p.iazimuth != 0 ? static_cast<int>(azimuth / static_cast<double>(p.zazim)) : 0;
+      const int type = integer("TRC_TYPE");
+      if (sector < 0 || sector >= p.nazim || (type != interceptCode && type != gradientCode && type != velocityCode))
+        continue;
+      file_.samples(bytes.data(), trace.data());
+      take(type, *place, sector, trace);
+    }
+  }
+
+ private:
+  static host::local::SegyInput inputOf(const Survey& survey) {
+    host::local::SegyInput input = survey.file().input;
+    input.file = *survey.file().output;
+    return input;
+  }
+
+  const Survey& survey_;
+  host::local::SegyFile file_;
+};
+
+/// Pairs of intercept and gradient, and the line through them (least squares).
+class Crossplot {
+ public:
+  void add(float a, float b) {
+    if (a == 0.0f && b == 0.0f) return;
+    const double x = static_cast<double>(a), y = static_cast<double>(b);
+    ++count_;
+    sumX_ += x;
+    sumY_ += y;
+    sumXX_ += x * x;
+    sumXY_ += x * y;
+    a_.push_back(a);
+    b_.push_back(b);
+  }
+  nlohmann::json json() const {
+    const double spread = sumXX_ * count_ - sumX_ * sumX_;
+    const double slope = spread > 0.0 ? (sumXY_ * count_ - sumX_ * sumY_) / spread : 0.0;
+    const double offset = count_ > 0.0 ? (sumY_ - slope * sumX_) / count_ : 0.0;
+    return {{"a", a_}, {"b", b_}, {"trend", {{"slope", slope}, {"offset", offset}}}};
+  }
+
+ private:
+  std::vector<float> a_, b_;
+  double count_ = 0.0, sumX_ = 0.0, sumY_ = 0.0, sumXX_ = 0.0, sumXY_ = 0.0;
+};
+
+/// Symmetric range that leaves out one value in a hundred.
+float symmetricRange(const std::vector<float>& values) {
+  std::vector<float> magnitudes;
+  for (const float v : values) {
+    if (!std::isnan(v) && v != 0.0f) magnitudes.push_back(std::abs(v));
+  }
+  if (magnitudes.empty()) return 1.0f;
+  const auto at = magnitudes.begin() + static_cast<std::ptrdiff_t>(magnitudes.size() - 1 - magnitudes.size() / 100);
+  std::nth_element(magnitudes.begin(), at, magnitudes.end());
+  return *at;
+}
+
+nlohmann::json symmetric(const std::vector<float>& values, int positions, int times) {
+  const float range = symmetricRange(values);
+  return packed(values, {positions, times}, -range, range, Depth::bits8);
+}
+
+/// Inlines that are shown: the middle one, and with one sector others at even distances.
+std::vector<int> shownInlines(const korvane::Parameters& p) {
+  const int count = p.nazim > 1 ? 1 : std::min(mostInlines, p.itlines);
+  std::vector<int> lines;
+  for (int k = 0; k < count; ++k) lines.push_back(p.minilin + (2 * k + 1) * p.itlines / (2 * count));
+  return lines;
+}
+
+}  // namespace
+
+nlohmann::json attributes(const Survey& survey) {
+  const korvane::Parameters& p = survey.parameters();
+  const auto& output = survey.file().output;
+  if (p.iprestack != 0) return {{"note", "The job puts out gathers (PRESTACK), not attribute sections."}};
+  if (!output || !std::filesystem::exists(*output))
+    return {{"note", "There is no file of attribute traces: the job names no `output`, or has not run."}};
+
+  Silence silence;
+  OutputTraces traces(survey, silence);
+  const int timeStep = thinning(traces.samples(), mostTimes), times = (traces.samples() - 1) / timeStep + 1;
+  const int step = thinning(p.xtlines, mostPositions), positions = (p.xtlines - 1) / step + 1;
+  std::map<std::pair<int, int>, Line> lines;  // by inline and sector
+  const std::vector<int> shown = shownInlines(p);
+  const auto lineOf = [&](const Place& place, int sector) -> Line* {
+    const int iline = p.is3D != 0 ? place.iline : p.minilin;
+    const int crossline = p.is3D != 0 ? place.xline : place.cdp;
+    if (std::find(shown.begin(), shown.end(), iline) == shown.end() || (crossline - p.minxlin) % step != 0)
+      return nullptr;
+    Line& line = lines[{iline, sector}];
+    if (line.crosslines.empty()) {
+      line.iline = iline;
+      line.sector = sector;
+      for (int k = 0; k < positions; ++k) line.crosslines.push_back(p.minxlin + k * step);
+      for (auto* values : {&line.intercept, &line.gradient, &line.ratio}) {
+        values->assign(static_cast<std::size_t>(positions) * static_cast<std::size_t>(times), noValue);
+      }
+    }
+    return &line;
+  };
+  traces.forEach([&](int type, const Place& place, int sector, const std::vector<float>& trace) {
+    Line* line = lineOf(place, sector);
+    if (line == nullptr) return;
+    const int crossline = p.is3D != 0 ? place.xline : place.cdp;
+    auto& values = type == interceptCode ? line->intercept : type == gradientCode ? line->gradient : line->ratio;
+    float* row = &values[static_cast<std::size_t>((crossline - p.minxlin) / step) * static_cast<std::size_t>(times)];
+    for (int t = 0; t < times; ++t) row[t] = trace[static_cast<std::size_t>(t * timeStep)];
+  });
+
+  nlohmann::json list = nlohmann::json::array();
+  Crossplot crossplot;
+  for (auto& [key, line] : lines) {
+    const std::size_t every = line.intercept.size() * lines.size() / mostPairs + 1;
+    for (std::size_t k = 0; k < line.intercept.size(); k += every) {
+      if (!std::isnan(line.intercept[k]) && !std::isnan(line.gradient[k]))
+        crossplot.add(line.intercept[k], line.gradient[k]);
+    }
+    for (float& value : line.ratio) value = value == 0.0f ? noValue : value;  // nothing was revised there
+    const bool ratios = std::any_of(line.ratio.begin(), line.ratio.end(), [](float v) { return !std::isnan(v); });
+    list.push_back({{"inline", line.iline},
+                    {"sector", line.sector},
+                    {"crosslines", line.crosslines},
+                    {"times", Sampling{.step = static_cast<double>(p.dt) * timeStep, .count = times}.json()},
+                    {"intercept", symmetric(line.intercept, positions, times)},
+                    {"gradient", symmetric(line.gradient, positions, times)},
+                    {"ratio", ratios ? packed(line.ratio, {positions, times}, Depth::bits8) : nlohmann::json()}});
+  }
+  if (list.empty()) return {{"note", "The output holds no intercept, gradient or ratio traces (see OUTPUT)."}};
+  return {{"lines", list}, {"crossplot", crossplot.json()}};
+}
+
+}  // namespace report

@@ -1,0 +1,5 @@
+#pragma once
+#include <string>
+namespace report {
+std::string reportPage(const std::string& json);
+}

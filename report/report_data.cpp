@@ -1,0 +1,56 @@
+#include <chrono>
+#include <ctime>
+
+#include "report/survey.h"
+
+namespace report {
+
+namespace {
+
+std::string now() {
+  const std::time_t time = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  char text[32];
+  std::strftime(text, sizeof text, "%Y-%m-%d %H:%M UTC", std::gmtime(&time));
+  return text;
+}
+
+nlohmann::json gridOf(const Survey& survey) {
+  const korvane::Parameters& p = survey.parameters();
+  const korvane::GridSample& grid = survey.grid();
+  std::vector<int> inlines, crosslines;
+  for (int i = 0; i < grid.inlines; ++i) inlines.push_back(p.minilin + i * grid.inlineStep);
+  for (int k = 0; k < grid.crosslines; ++k) crosslines.push_back(p.minxlin + k * grid.crosslineStep);
+  return {{"kind", p.is3D != 0 ? "3D" : "2D"}, {"inlines", inlines}, {"crosslines", crosslines}};
+}
+
+std::vector<std::string> sectorNames(const korvane::Parameters& p) {
+  if (p.iazimuth == 0) return {""};
+  std::vector<std::string> names;
+  const auto degrees = [&](int s) { return std::to_string(static_cast<int>(static_cast<float>(s) * p.zazim + 0.5f)); };
+  for (int s = 0; s < p.nazim; ++s) names.push_back(degrees(s) + " to " + degrees(s + 1));
+  return names;
+}
+
+}  // namespace
+
+std::string reportData(const Survey& survey, const std::vector<int>& cdps, const std::string& version,
+                       const std::vector<std::string>& warnings) {
+  GatherParts parts = gathers(survey, cdps);
+  nlohmann::json data = {
+      {"title", survey.file().file.filename().string()},
+      {"generated", now()},
+      {"version", version},
+      {"units", {{"length", survey.file().feet ? "ft" : "m"}, {"velocity", survey.file().feet ? "ft/s" : "m/s"}}},
+      {"summary", summary(survey, version)},
+      {"warnings", warnings},
+      {"grid", gridOf(survey)},
+      {"sectors", sectorNames(survey.parameters())},
+      {"velocity", velocitySection(survey)},
+      {"gathers", std::move(parts.gathers)},
+      {"attributes", attributes(survey)},
+      {"convergence", convergence(survey)}};
+  data["convergence"]["flatness"] = std::move(parts.flatness);
+  return data.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+}  // namespace report
