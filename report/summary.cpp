@@ -105,10 +105,10 @@ json resultRows(const Survey& survey) {
   rows.push_back(row("Database", std::filesystem::absolute(survey.file().database).string()));
   if (p.outvel == 0) return rows;
   const host::Table* table = survey.results();
+  const std::string functions = table == nullptr ? "not there yet" : text(table->functions().size(), " functions");
   rows.push_back(
-      {"Refined velocities", text(p.iazimuth != 0 ? "VAZ" : "VEL", " table \"", p.cvelnamo, "\", ",
-                                  table == nullptr ? "not there yet" : text(table->functions().size(), " functions"))));
-    return rows;
+      row("Refined velocities", text(p.iazimuth != 0 ? "VAZ" : "VEL", " table \"", p.cvelnamo, "\", ", functions)));
+  return rows;
 }
 
 }  // namespace
