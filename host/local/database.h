@@ -24,6 +24,7 @@ struct PassRecord {
   /// Sectors x inlines x crosslines: RMS of a function's revision in percent, or why there is none.
   std::vector<float> revision;
   static constexpr float fewNeighbours = -1.0f, noData = -2.0f;
+  bool operator==(const PassRecord&) const = default;
 };
 
 /// Tables and run records in one SQLite file. A schema version is kept; an

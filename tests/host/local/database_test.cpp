@@ -70,6 +70,38 @@ TEST_F(DatabaseTest, AFileThatIsNoDatabaseOfThisVersionIsRefusedAndStaysAsItWas)
   expectRefused(all, "not a KORVANE database");
 }
 
+TEST_F(DatabaseTest, KeepsThePassesOfARunAlsoInAFileOfTheFirstVersion) {
+  store(sample());
+  sql("DROP TABLE korvane_pass; PRAGMA user_version = 1");
+  EXPECT_TRUE(Database(file, Access::read).passes(1).empty());
+  std::int64_t run = 0;
+  const PassRecord pass{.pass = 2,
+                        .seconds = 1.5,
+                        .traces = 3'000'000'000,
+                        .revised = 7,
+                        .mean = -0.25,
+                        .rms = 1.25,
+                        .limited = 0.5,
+                        .inlineStep = 3,
+                        .crosslineStep = 4,
+                        .revision = {0.5f, PassRecord::noData, PassRecord::fewNeighbours}};
+  {
+    Database database(file, Access::write);
+    run = database.beginRun("tool", "job");
+    database.addPass(run, pass);
+    database.endRun(run, 12, "completed");
+  }
+  const Database database(file, Access::read);
+  EXPECT_NE(database.load("VAZ", "vin"), nullptr);
+  const auto runs = database.runs();
+  ASSERT_EQ(runs.size(), 1u);
+  EXPECT_EQ(runs[0].job + " " + runs[0].result, "job completed");
+  EXPECT_EQ(runs[0].traces, 12);
+  const auto passes = database.passes(run);
+  ASSERT_EQ(passes.size(), 1u);
+  EXPECT_EQ(passes[0], pass);
+}
+
 TEST_F(DatabaseTest, WhatIsDamagedInAFunctionIsRefusedWithTableAndFunction) {
   const std::vector<std::pair<const char*, const char*>> damages = {
       {"times = x'0000'", "times are not"},

@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <sstream>
+
+#include "app/synth.h"
+#include "host/local/job_file.h"
+#include "host/local/local_job.h"
+#include "report/survey.h"
+#include "tests/report/unpacked.h"
+#include "tests/support/program.h"
+
+namespace {
+
+using korvane_test::expectParts;
+using korvane_test::unpacked;
+using nlohmann::json;
+
+struct Silence : host::local::MessageSink {
+  void warn(const std::string& /*message*/) override {}
+};
+
+/// Synthetic surveys and the data of their report.
+class ReportData : public korvane_test::ProgramTest {
+ protected:
+  void makeSurvey(app::SynthOptions options) const {
+    options.folder = folder / "survey";
+    std::ostringstream log;
+    app::synthesise(options, log);
+  }
+  static app::SynthOptions line() {
+    app::SynthOptions options;
+    options.crosslines = 40;
+    options.passes = 2;
+    return options;
+  }
+  std::string job() const { return path("survey/job.toml"); }
+  void replaceInJob(const std::string& from, const std::string& to) const {
+    std::string text = contents("survey/job.toml");
+    const std::size_t at = text.find(from);
+    ASSERT_NE(at, std::string::npos) << from;
+    save("survey/job.toml", text.replace(at, from.size(), to));
+  }
+
+  json data(const std::vector<int>& cdps = {}) const {
+    Silence silence;
+    const host::local::JobFile file = host::local::readJobFile(job(), silence);
+    host::local::LocalJob local(file, "1", silence);
+    const host::local::JobScope scope(local.job());
+    return json::parse(report::reportData(report::Survey(file, local), cdps, "1", {"odd"}));
+  }
+};
+
+double meanOf(const json& list, const char* key) {
+  double sum = 0.0;
+  for (const json& entry : list) sum += entry.at(key).get<double>();
+  return sum / static_cast<double>(list.size());
+}
+
+TEST_F(ReportData, OfALineShowsVelocitiesThatMadeTheGathersFlatter) {
+  makeSurvey(line());
+  done({"run", job()});
+  const json all = data({17});
+
+  EXPECT_EQ(all.at("grid").at("kind"), "2D");
+  const json& velocity = all.at("velocity");
+  const std::vector<double> before = unpacked(velocity.at("before")), after = unpacked(velocity.at("after"));
+  ASSERT_EQ(before.size(), after.size());
+  ASSERT_EQ(before.size(), 40 * velocity.at("times").at("count").get<std::size_t>());
+  EXPECT_NE(before, after);
+
+  const json& flatness = all.at("convergence").at("flatness");
+  ASSERT_EQ(flatness.size(), 40u);
+  EXPECT_GT(meanOf(flatness, "after"), meanOf(flatness, "before") + 0.01);
+  for (const json& pass : all.at("convergence").at("passes")) EXPECT_GT(pass.at("revised").get<int>(), 30);
+  EXPECT_EQ(all.at("convergence").at("passes").size(), 2u);
+
+  const json& gather = all.at("gathers").at(0);
+  EXPECT_EQ(gather.at("cdp"), 17);
+  EXPECT_EQ(gather.at("label"), "asked for");
+  EXPECT_EQ(gather.at("before").at("shape").at(0), gather.at("offsets").size());
+  const json& semblance = gather.at("semblance");
+  EXPECT_EQ(semblance.at("values").at("shape").at(0), semblance.at("velocities").size());
+  EXPECT_GT(gather.at("flatness").at("after"), gather.at("flatness").at("before"));
+  EXPECT_EQ(all.at("attributes").at("lines").size(), 1u);
+  EXPECT_EQ(all.at("warnings"), json::array({"odd"}));
+}
+
+TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
+  app::SynthOptions options = line();
+  options.inlines = 6;
+  options.crosslines = 8;
+  options.sectors = 3;
+  options.anisotropy = 0.05;
+  makeSurvey(options);
+  done({"run", job()});
+  const json all = data();
+  EXPECT_EQ(all.at("sectors"), json::array({"0 to 60", "60 to 120", "120 to 180"}));
+  const json& after = all.at("velocity").at("after");
+  EXPECT_EQ(after.at("shape").at(0), 3);
+  EXPECT_EQ(after.at("shape").at(1), 6);
+  EXPECT_EQ(after.at("shape").at(2), 8);
+  const std::vector<double> values = unpacked(after);
+  const std::size_t one = values.size() / 3;
+  EXPECT_FALSE(std::equal(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(one),
+                          values.begin() + static_cast<std::ptrdiff_t>(one)));
+  EXPECT_EQ(all.at("attributes").at("lines").size(), 3u);
+  EXPECT_EQ(all.at("convergence").at("revision").at("shape"), json::array({2, 3, 6, 8}));
+}
+
+TEST_F(ReportData, SaysWhatIsMissingAndWhy) {
+  makeSurvey(line());
+  const json early = data();
+  EXPECT_FALSE(early.at("velocity").contains("after"));
+  expectParts(early.at("velocity").at("note"), {"run the job first"});
+  expectParts(early.at("attributes").at("note"), {"has not run"});
+  expectParts(early.at("convergence").at("note"), {"no completed run"});
+
+  replaceInJob("FOLD = 3 ", "FOLD = 13 ");  // more than a neighbourhood has
+  replaceInJob("MAXCDP = 40", "MAXCDP = 41");
+  EXPECT_EQ(call({"run", job()}).status, 0);
+  const json convergence = data().at("convergence");
+  std::vector<std::string> reasons;
+  for (const double reason : unpacked(convergence.at("reason"))) {
+    reasons.push_back(convergence.at("reasons").at(static_cast<std::size_t>(reason)));
+  }
+  ASSERT_EQ(reasons.size(), 41u);
+  EXPECT_EQ(reasons.front(), "fewer stored neighbours than FOLD");
+  EXPECT_EQ(reasons.back(), "no ensemble in the input");
+
+  replaceInJob("PRESTACK = 0", "PRESTACK = 1");
+  expectParts(data().at("attributes").at("note"), {"PRESTACK"});
+  expectParts(data().at("velocity").at("note"), {"writes no velocity table"});
+}
+
+TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
+  makeSurvey(line());
+  done({"run", job()});
+  const std::string page = path("page.html");
+  expectParts(done({"report", job(), "-o", page}), {page, "MB"});
+  const std::string text = contents("page.html");
+  const korvane_test::Outcome unknown = call({"report", job(), "-o", page, "--cdp", "999"});
+  EXPECT_EQ(unknown.status, 1);
+  expectParts(unknown.err, {"--cdp 999", "korvane scan"});
+  EXPECT_EQ(contents("page.html"), text);
+  const korvane_test::Outcome nowhere = call({"report", job(), "-o", path("no/where.html")});
+  EXPECT_EQ(nowhere.status, 1);
+  expectParts(nowhere.err, {"where.html", "folder exists"});
+}
+
+}  // namespace
