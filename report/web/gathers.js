@@ -1,0 +1,203 @@
+// Gather viewer: one gather moved out with both velocity functions, the functions, and the semblance.
+
+function fillGathers(section, report) {
+  const gathers = report.gathers ?? [];
+  if (!gathers.length) {
+    section.append(paragraph('The report holds no gathers.', 'note'));
+    return;
+  }
+  const {length, velocity: speed} = report.units;
+  const state = {gather: 0, display: 'wiggle', along: 'offset', gain: 3};
+  const gather = () => gathers[state.gather];
+
+  let pending = null;
+  const load = () => (pending ??= prepareGather(gather(), state.along));
+  const moved = (title, key) => new Chart(title, load, (view) => {
+    const panel = view[key];
+    if (!panel) return 'The angles of this gather were not recorded; choose the offset along the top.';
+    const {positions, labels} = panel;
+    const wiggles = state.display === 'wiggle';
+    const data = wiggles ? wigglesOf(panel, view.times, view.loud / GAINS[state.gain])
+      : [heatmap({x: positions, y: view.times, z: transposed(panel.traces), scale: scales.diverging(),
+        range: [-1, 1].map((end) => (end * view.loud) / GAINS[state.gain]), unit: 'Amplitude', bar: false,
+        text: `${panel.title} %{customdata}<br>Time %{y} ms<br>Amplitude %{z:.3g}`})];
+    if (!wiggles) data[0].customdata = view.times.map(() => labels);
+    for (const limit of panel.limits) {
+      data.push({type: 'scatter', mode: 'lines', x: limit.x, y: limit.y, line: {color: colour('caution'), width: 2, dash: 'dot'},
+        hovertemplate: `Angle limit ${limit.angle}°<br>Time %{y} ms<extra></extra>`});
+    }
+    const every = Math.ceil(positions.length / (narrow.matches ? 5 : 7));
+    const ticks = [...positions.keys()].filter((i) => i % every === 0);
+    return {data, layout: {
+      margin: {t: 48, b: 12},
+      xaxis: {side: 'top', title: titled(panel.title), showgrid: false, range: [positions[0] - 0.5, positions.at(-1) + 0.5],
+        tickvals: ticks.map((i) => positions[i]), ticktext: ticks.map((i) => labels[i])},
+      yaxis: {...timeAxis, range: [view.times.at(-1), view.times[0]], autorange: false},
+      uirevision: `${state.gather}`,
+    }};
+  });
+
+  const functionAxes = (xaxis) => ({
+    margin: {t: 48, b: 12}, legend: {y: 0, x: 0.02, xanchor: 'left', yanchor: 'bottom', orientation: 'v', bgcolor: colour('surface')},
+    xaxis: {side: 'top', title: titled(`Velocity, ${speed}`), nticks: 5, ...xaxis},
+    yaxis: {...timeAxis, range: [gather().times.start + (gather().times.count - 1) * gather().times.step, gather().times.start],
+      autorange: false},
+    uirevision: `${state.gather}`,
+  });
+  const functions = new Chart('Velocity functions', load, () => {
+    const lines = functionLines(gather().functions, speed);
+    return lines.length ? {data: lines, layout: {...functionAxes({}), showlegend: true}} : 'The velocity functions were not recorded.';
+  });
+  const semblance = new Chart('Semblance', load, ({semblance: values}) => {
+    const {semblance} = gather();
+    if (!values) return 'The semblance of this gather was not computed.';
+    const map = heatmap({x: semblance.velocities, y: timesOf(semblance.times), z: transposed(values.cut([null, null])),
+      scale: scales.semblance(), range: [0, values.max], unit: 'Semblance',
+      text: `Velocity %{x:,.0f} ${speed}<br>Time %{y} ms<br>Semblance %{z:.2f}`});
+    return {data: [map, ...functionLines(gather().functions, speed, true)],
+      layout: functionAxes({range: [semblance.velocities[0], semblance.velocities.at(-1)], showgrid: false})};
+  });
+
+  const shown = [moved('Moved out with the velocity before', 'before'), moved('Moved out with the velocity after', 'after'),
+    functions, semblance];
+  linkCharts(shown, ['yaxis']);
+
+  const words = element('p', {'aria-live': 'polite'}, flatnessInWords(gather()));
+  const refresh = () => {
+    pending = null;
+    words.textContent = flatnessInWords(gather());
+    shown.forEach((at) => at.refresh());
+  };
+  const name = (at) => [at.label, report.grid.kind === '3D' ? `inline ${at.inline}, crossline ${at.crossline}` : null,
+    `CDP ${at.cdp}`, report.sectors.length > 1 ? `sector ${report.sectors[at.sector]}°` : null].filter(Boolean).join(', ');
+  section.append(
+    element('div', {class: 'controls'},
+      choice('Gather', state, 'gather', gathers.map((at, i) => [i, name(at)]), refresh),
+      choice('Show as', state, 'display', [['wiggle', 'wiggles, filled'], ['density', 'colours']], refresh),
+      choice('Along the top', state, 'along', [['offset', `offset, ${length}`], ['angle', 'angle, degrees']], refresh),
+      slider('Gain', state, 'gain', GAINS.length, (at) => `× ${GAINS[at]}`, refresh)),
+    words,
+    element('div', {class: 'panels gather'}, ...shown.map((at) => at.figure)),
+    paragraph('Dotted lines mark the angle limits. Traces are in order of offset.', 'hint'));
+
+  /** What the panels of a gather show. */
+  async function prepareGather(at, along) {
+    const parts = [at.before, at.after, at.angles?.before, at.angles?.after, at.semblance?.values];
+    const [before, after, anglesBefore, anglesAfter, semblance] = await Promise.all(parts.map(unpack));
+    const times = timesOf(at.times);
+    const panelOf = along === 'angle' ? anglePanel : offsetPanel;
+    const panel = (traces, angles) => panelOf(at, traces.cut([null, null]), angles && anglesAt(at, angles, times), times, length);
+    const loud = quantile([...before.sample(20000), ...after.sample(20000)].map(Math.abs), 0.98) || 1;
+    return {times, loud, semblance, before: panel(before, anglesBefore), after: panel(after, anglesAfter)};
+  }
+}
+
+/** Gains of the slider: the amplitude that 98 % of the samples stay below reaches the next trace at 1. */
+const GAINS = [0.25, 0.5, 0.7, 1, 1.4, 2, 3, 4, 6];
+
+function flatnessInWords({flatness}) {
+  if (!flatness) return 'The flatness of this gather was not measured.';
+  const {before, after} = flatness;
+  const change = percentChange(before, after);
+  const verdict = Math.abs(change) < 1 ? 'as flat as before' : `${change > 0 ? 'flatter' : 'less flat'} by ${figure(Math.abs(change))} %`;
+  return `Flatness (semblance of the moved-out gather): ${figure(before, 2)} before, ${figure(after, 2)} after; ${verdict}.`;
+}
+
+/** Angles [trace][time] at the times of the gather, from their coarser sampling. */
+function anglesAt({angleTimes}, angles, times) {
+  const weights = times.map((time) => {
+    const at = Math.min(Math.max((time - angleTimes.start) / angleTimes.step, 0), angleTimes.count - 1);
+    const first = Math.min(Math.floor(at), Math.max(angleTimes.count - 2, 0));
+    return [first, Math.min(first + 1, angleTimes.count - 1), at - first];
+  });
+  return angles.cut([null, null]).map((row) =>
+    Float32Array.from(weights, ([a, b, part]) => (part ? row[a] + part * (row[b] - row[a]) : row[a])));
+}
+
+const byOffset = ({offsets}) => [...offsets.keys()].sort((a, b) => Math.abs(offsets[a]) - Math.abs(offsets[b]));
+
+/** Traces beside each other in order of offset; angle limits run across them. */
+function offsetPanel(at, traces, angles, times, unit) {
+  const order = byOffset(at);
+  const sorted = angles && order.map((i) => angles[i]);
+  return {
+    title: `Offset, ${unit}`, traces: order.map((i) => traces[i]), positions: [...order.keys()],
+    labels: order.map((i) => figure(Math.abs(at.offsets[i]))),
+    limits: !sorted || !at.angleLimits ? [] : at.angleLimits.map((angle) =>
+      ({angle, x: times.map((_, j) => crossing(sorted.map((row) => row[j]), angle)), y: times})),
+  };
+}
+
+/** Where rising values reach `level`, between positions; null where they do not. */
+function crossing(values, level) {
+  const next = values.findIndex((value) => value >= level);
+  if (next < 1) return null;
+  const [low, high] = [values[next - 1], values[next]];
+  return Number.isFinite(low) ? next - 1 + (level - low) / (high - low) : null;
+}
+
+/** Traces of equal angle, as many as the gather has, each sample between those of the two nearest angles. */
+function anglePanel(at, traces, angles, times) {
+  if (!angles) return null;
+  const order = byOffset(at);
+  const widest = Math.min(quantile(angles.flatMap((row) => [...row]), 1), 1.5 * (at.angleLimits?.[1] || 60));
+  const count = Math.max(order.length, 2);
+  const degrees = Array.from({length: count}, (_, i) => (i * widest) / (count - 1));
+  const made = degrees.map(() => new Float32Array(times.length).fill(NaN));
+  for (let j = 0; j < times.length; ++j) {
+    const column = order.map((i) => angles[i][j]);
+    degrees.forEach((angle, k) => {
+      const place = angle <= column[0] ? 0 : crossing(column, angle);
+      if (place === null) return;
+      const first = Math.min(Math.floor(place), order.length - 1);
+      const last = Math.min(first + 1, order.length - 1);
+      const [a, b] = [traces[order[first]][j], traces[order[last]][j]];
+      made[k][j] = place === first ? a : a + (place - first) * (b - a);
+    });
+  }
+  return {
+    title: 'Angle, degrees', traces: made, positions: [...degrees.keys()], labels: degrees.map((angle) => figure(angle)),
+    limits: (at.angleLimits ?? []).filter((angle) => angle <= widest).map((angle) =>
+      ({angle, x: times.map(() => (angle / widest) * (count - 1)), y: times})),
+  };
+}
+
+/** Wiggles whose amplitude `loud` reaches the next trace, positive lobes filled. */
+function wigglesOf({traces, positions}, times, loud) {
+  const line = {x: [], y: []};
+  const lobes = {x: [], y: []};
+  traces.forEach((trace, i) => {
+    const base = positions[i];
+    const swing = (value) => Math.min(Math.max(value / loud, -2), 2);
+    let open = false;
+    for (let j = 0; j <= times.length; ++j) {
+      const live = j < times.length && Number.isFinite(trace[j]);
+      if (live) {
+        if (!open) lobes.x.push(base), lobes.y.push(times[j]);
+        lobes.x.push(base + Math.max(swing(trace[j]), 0)), lobes.y.push(times[j]);
+        line.x.push(base + swing(trace[j])), line.y.push(times[j]);
+      } else if (open) {
+        lobes.x.push(base, null), lobes.y.push(times[j - 1], null);
+        line.x.push(null), line.y.push(null);
+      }
+      open = live;
+    }
+  });
+  const ink = colour('ink');
+  return [
+    {type: 'scatter', mode: 'lines', ...lobes, fill: 'toself', fillcolor: ink, line: {width: 0}, hoverinfo: 'skip'},
+    {type: 'scatter', mode: 'lines', ...line, line: {color: ink, width: 0.7}, hoverinfo: 'skip'},
+  ];
+}
+
+/** Lines of both velocity functions, on a map with an edge that sets them off. */
+function functionLines(functions, speed, edged = false) {
+  if (!functions) return [];
+  const y = timesOf(functions.times);
+  return [['before', 'dash'], ['after', 'solid']].filter(([key]) => functions[key]).flatMap(([key, dash]) => {
+    const line = {type: 'scatter', mode: 'lines', name: key, x: functions[key], y, line: {color: colour(key), width: 2, dash},
+      hovertemplate: `${key} %{x:,.0f} ${speed}<br>Time %{y} ms<extra></extra>`};
+    const edge = {...line, line: {color: colour('surface'), width: 5}, hoverinfo: 'skip', hovertemplate: null};
+    return edged ? [edge, line] : [line];
+  });
+}
