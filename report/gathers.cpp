@@ -16,10 +16,10 @@ namespace report {
 
 namespace {
 
-constexpr int mostSampled = 240;  // gathers whose flatness is measured
-constexpr int spread = 5;         // gathers shown at even distances
-constexpr int extremes = 2;       // best and worst ones shown
-constexpr int mostTraces = 120;   // of a gather shown
+constexpr std::size_t mostSampled = 240;  // gathers whose flatness is measured
+constexpr int spread = 5;                 // gathers shown at even distances
+constexpr int extremes = 2;               // best and worst ones shown
+constexpr int mostTraces = 120;           // of a gather shown
 constexpr int angleTimes = 60, semblanceTimes = 125, semblanceVelocities = 60;
 constexpr float semblanceWindow = 20.0f;  // half-length, ms
 
@@ -278,15 +278,27 @@ struct Measured {
   double gain() const { return after - before; }
 };
 
+/// Up to `most` of `count` places, ascending: steps of the golden section, which fall in with no regular grid.
+std::set<std::size_t> spreadOver(std::size_t count, std::size_t most) {
+  std::set<std::size_t> chosen;
+  double whole = 0.0;
+  for (std::size_t k = 0; k < most; ++k) {
+    const double place = std::modf(static_cast<double>(k) / std::numbers::phi, &whole);
+    chosen.insert(count <= most ? std::min(k, count - 1)
+                                : static_cast<std::size_t>(place * static_cast<double>(count)));
+  }
+  if (count == 0) chosen.clear();
+  return chosen;
+}
+
 std::vector<Measured> measure(const Survey& survey, Analyst& analyst) {
   std::vector<const Place*> candidates;
   for (const Place& place : survey.places()) {
     if (place.traces >= survey.parameters().ifold) candidates.push_back(&place);
   }
   std::vector<Measured> measured;
-  const std::size_t wanted = std::min(candidates.size(), index(mostSampled));
-  for (std::size_t k = 0; k < wanted; ++k) {
-    const Place& place = *candidates[(2 * k + 1) * candidates.size() / (2 * wanted)];
+  for (const std::size_t k : spreadOver(candidates.size(), mostSampled)) {
+    const Place& place = *candidates[k];
     Functions before, after;
     const Gather gather = analyst.read(place);
     if (gather.traces() < 2 || !analyst.functions(place, false, before) || !analyst.functions(place, true, after))
