@@ -1,19 +1,25 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "app/command_line.h"
+#include "app/table_diff.h"
+#include "app/table_show.h"
+#include "app/table_summary.h"
 #include "host/local/database.h"
 #include "host/local/table_text.h"
+#include "host/local/text_lines.h"
+#include "host/local/velocity_text.h"
 
 namespace app {
 
@@ -22,14 +28,21 @@ namespace {
 using host::Table;
 using host::local::Database;
 using host::local::RunError;
+using host::local::TimeUnit;
+using host::local::VelocityColumn;
+using host::local::VelocityForm;
+using host::local::VelocityText;
+using host::local::VelocityTextOptions;
+using host::local::VelocityUnit;
 
 /// What the subcommands of `table` are told.
 struct TableArguments {
-  std::filesystem::path database, csv;
+  std::filesystem::path database, file;
   std::string type, name, other;
-  float from = 0.0f, step = 0.0f;
-  std::optional<float> to;
-  std::vector<float> cdps;
+  std::string form, columns, times, velocities, to;
+  std::optional<float> cdp;
+  DiffRange range;
+  std::vector<std::string> by;
 };
 
 std::unique_ptr<Table> loadTable(const Database& database, const TableArguments& a, const std::string& name) {
@@ -41,22 +54,97 @@ std::unique_ptr<Table> loadTable(const Database& database, const TableArguments&
   return table;
 }
 
+constexpr const char* formNames[] = {"csv", "columns", "parameters", "handvel", "lines"};  // as in VelocityForm
+
+std::optional<VelocityForm> formNamed(const std::string& name) {
+  const auto found = std::find(std::begin(formNames), std::end(formNames), name);
+  if (found == std::end(formNames)) return std::nullopt;
+  return static_cast<VelocityForm>(found - std::begin(formNames));
+}
+
+std::optional<VelocityUnit> velocityUnitNamed(const std::string& name) {
+  if (name.empty()) return std::nullopt;
+  return name == "ft/s" ? VelocityUnit::feet : VelocityUnit::metres;
+}
+
+/// The columns of --columns. A usage error when they do not make up points.
+std::vector<VelocityColumn> columnsOf(const std::string& text) {
+  using enum VelocityColumn;
+  static const std::map<std::string, VelocityColumn> known{{"cdp", cdp}, {"time", time}, {"velocity", velocity},
+                                                           {"x", x},     {"y", y},       {"-", other}};
+  std::vector<VelocityColumn> columns;
+  std::map<VelocityColumn, int> count;
+  for (const std::string_view name : host::local::fieldsOf(text, ',')) {
+    const auto found = known.find(std::string(name));
+    if (found == known.end())
+      throw CLI::ValidationError("--columns", "no column " + host::local::shown(name) +
+                                                  "; use cdp, time, velocity, x, y, and - for one to pass over");
+    columns.push_back(found->second);
+    ++count[found->second];
+  }
+  if (count[cdp] != 1 || count[time] != 1 || count[velocity] != 1 || count[x] != count[y] || count[x] > 1)
+    throw CLI::ValidationError("--columns", "expected cdp, time and velocity once each, and x and y both or neither");
+  return columns;
+}
+
+/// What the options of an import say. A usage error when they do not go together.
+VelocityTextOptions textOptions(const TableArguments& a) {
+  VelocityTextOptions options;
+  if (!a.columns.empty()) options.columns = columnsOf(a.columns);
+  options.form = formNamed(a.form);
+  if (options.form && *options.form > VelocityForm::columns && !options.columns.empty())
+    throw CLI::ValidationError("--columns", "is for the forms csv and columns");
+  if (!a.times.empty()) options.times = a.times == "s" ? TimeUnit::seconds : TimeUnit::milliseconds;
+  options.velocities = velocityUnitNamed(a.velocities);
+  options.to = velocityUnitNamed(a.to);
+  const bool any = options.form.value_or(VelocityForm::csv) != VelocityForm::csv || !options.columns.empty() ||
+                   options.times || options.velocities || options.to;
+  if (any && a.type != "VEL")
+    throw CLI::ValidationError("--form, --columns, --times, --velocities, --to",
+                               "are for VEL tables; " + a.type + " is read from CSV, in ms");
+  return options;
+}
+
 void importTable(const TableArguments& a) {
-  const std::unique_ptr<Table> table = host::local::readTableCsv(a.csv, a.type, a.name);
-  Database(a.database, Database::Access::create).save(*table, a.type);
+  const VelocityTextOptions options = textOptions(a);
+  VelocityText text{.table = nullptr, .form = VelocityForm::csv, .unit = {}, .units = {}};
+  if (a.type == "VEL")
+    text = host::local::readVelocities(a.file, a.name, options);
+  else
+    text.table = host::local::readTableCsv(a.file, a.type, a.name);
+  Database(a.database, Database::Access::create).save(*text.table, a.type);
+
+  const bool horizons = a.type == "AHZ";
+  const TableRanges ranges = rangesOf(*text.table, horizons);
+  const std::string x = number(ranges.firstX) + " to " + number(ranges.lastX);
+  const std::string y = number(ranges.firstY) + " to " + number(ranges.lastY);
+  const std::string values = number(ranges.least.value) + " to " + number(ranges.greatest.value);
+  std::cout << a.file.string() << ": " << formNames[static_cast<std::size_t>(text.form)] << ", "
+            << counted(ranges, horizons) << "; ";
+  if (horizons) {
+    std::cout << "horizon " << x << ", CDP " << y << ", time " << values << " ms\n";
+  } else {
+    std::cout << "CDP " << x << ", time " << y << " ms, velocity " << values << ' '
+              << (text.unit ? nameOf(*text.unit) : "in the unit of the file") << '\n';
+  }
+  if (!text.units.empty()) std::cout << "the file has " << text.units << '\n';
+}
+
+void printTable(const TableArguments& a) {
+  showTable(*loadTable(Database(a.database, Database::Access::read), a, a.name), a.type, a.cdp, std::cout);
 }
 
 void exportTable(const TableArguments& a) {
   const std::unique_ptr<Table> table = loadTable(Database(a.database, Database::Access::read), a, a.name);
-  if (a.csv.empty()) {
+  if (a.file.empty()) {
     host::local::writeTableCsv(*table, a.type, std::cout);
     if (!std::cout.flush()) throw RunError("standard output: cannot write the table");
     return;
   }
-  std::ofstream out(a.csv);
+  std::ofstream out(a.file);
   host::local::writeTableCsv(*table, a.type, out);
   out.close();
-  if (!out) throw RunError(a.csv.string() + ": cannot write the file");
+  if (!out) throw RunError(a.file.string() + ": cannot write the file");
 }
 
 void listTables(const TableArguments& a) {
@@ -75,57 +163,75 @@ void deleteTable(const TableArguments& a) {
   }
 }
 
-std::string number(float value) {
-  std::ostringstream out;
-  out << value;
-  return out.str();
-}
-
-/// The latest time of any function; 0 when there is none.
-float lastTime(const Table& table) {
-  float last = 0.0f;
-  for (const auto& [x, function] : table.functions()) last = std::max(last, function.y.back());
-  return last;
-}
-
-/// Mean and RMS difference of two velocity tables, in percent of the second, over the CDPs of the second.
 void compareTables(const TableArguments& a) {
   const Database database(a.database, Database::Access::read);
-  const std::unique_ptr<Table> table = loadTable(database, a, a.name);
-  const std::unique_ptr<Table> reference = loadTable(database, a, a.other);
-  const float to = a.to.value_or(std::min(lastTime(*table), lastTime(*reference)));
-  const float steps = (to - a.from) / a.step;
-  if (!(steps >= 0.0f && steps < 1e6f)) {
-    throw RunError("--from " + number(a.from) + " --to " + number(to) + " --step " + number(a.step) +
-                   ": expected ascending times, less than a million steps apart");
-  }
-  const int samples = static_cast<int>(steps) + 1;
-  std::vector<float> found(static_cast<std::size_t>(samples)), wanted(found.size());
-  double sum = 0.0, squares = 0.0;
-  std::size_t count = 0;
-  for (const auto& [cdp, function] : reference->functions()) {
-    if (!a.cdps.empty() && (cdp < a.cdps.front() || cdp > a.cdps.back())) continue;
-    if (!table->alongX(cdp, samples, a.from, a.step, found.data()) ||
-        !reference->alongX(cdp, samples, a.from, a.step, wanted.data())) {
-      throw RunError(a.database.string() + ": table \"" + a.name + "\" holds no functions");
-    }
-    for (std::size_t k = 0; k < found.size(); ++k, ++count) {
-      const double percent = 100.0 * (static_cast<double>(found[k]) / static_cast<double>(wanted[k]) - 1.0);
-      sum += percent;
-      squares += percent * percent;
-    }
-  }
-  if (count == 0)
-    throw RunError(a.database.string() + ": no function of \"" + a.other + "\" lies in the range of CDPs");
-  const double n = static_cast<double>(count);
-  std::printf("%s against %s: mean %+.2f %%, RMS %.2f %%\n", a.name.c_str(), a.other.c_str(), sum / n,
-              std::sqrt(squares / n));
+  const TableDifference difference =
+      differenceOf(*loadTable(database, a, a.name), *loadTable(database, a, a.other), a.range);
+  std::printf("%s against %s: mean %+.2f %%, RMS %.2f %%\n", a.name.c_str(), a.other.c_str(), difference.all.mean(),
+              difference.all.rms());
+  std::fflush(stdout);
+  for (const std::string& by : a.by)
+    by == "time" ? printTimes(difference, std::cout) : printLargestCdps(difference, std::cout);
+}
+
+constexpr const char* importExamples = R"(CSV headings: cdp,x,y,time,velocity for VEL (x and y may be left out),
+cdp,time,velocity_0,velocity_1,.. for VAZ, horizon,cdp,time for AHZ.
+
+Forms of a VEL file, found out from its content:
+  csv         with the headings above: times in ms, values as they stand
+  columns     CDP TIME VEL between blanks, with a heading or --columns
+  parameters  cdp=1,9 tnmo=0,1.2 vnmo=1500,2100 tnmo=.. vnmo=..
+  handvel     HANDVEL 75, then lines of time velocity time velocity ..
+  lines       CDP= 75, then lines of TIME= 1566 VEL= 1495
+Units that headings, comments and values leave open are refused until told.
+
+Examples:
+  korvane table import line.db VEL initial velocities.csv
+  korvane table import line.db VEL initial picks.txt --columns -,cdp,time,velocity
+  korvane table import line.db VEL initial picks.par --velocities ft/s --to m/s
+  korvane table import line.db AHZ window horizons.csv)";
+
+constexpr const char* showExamples = R"(Examples:
+  korvane table show line.db VEL refined             first, middle and last function
+  korvane table show line.db VAZ refined --cdp 240   the sectors of a CDP
+  korvane table show line.db AHZ window              the horizons along the line)";
+
+constexpr const char* diffExamples = R"(Examples:
+  korvane table diff line.db refined initial --from 600 --to 2200
+  korvane table diff line.db refined initial --by time      ten ranges of time
+  korvane table diff line.db refined initial --by time,cdp  and the CDPs that differ most)";
+
+void addImport(CLI::App* sub, TableArguments& a) {
+  sub->add_option("FILE", a.file, "text to read, in a form below")->required();
+  sub->add_option("--form", a.form, "form of the file; found out when left out")
+      ->check(CLI::IsMember(std::vector<std::string>(std::begin(formNames), std::end(formNames))));
+  sub->add_option("--columns", a.columns, "columns of csv or columns: cdp, time, velocity, x, y, or - to pass over");
+  sub->add_option("--times", a.times, "unit of the times in the file")->check(CLI::IsMember({"s", "ms"}));
+  sub->add_option("--velocities", a.velocities, "unit of the velocities in the file")
+      ->check(CLI::IsMember({"ft/s", "m/s"}));
+  sub->add_option("--to", a.to, "unit of the velocities in the table; as in the file when left out")
+      ->check(CLI::IsMember({"ft/s", "m/s"}));
+  sub->footer(importExamples);
+}
+
+void addDiff(CLI::App* sub, TableArguments& a) {
+  sub->add_option("NAME", a.name, "table")->required();
+  sub->add_option("REFERENCE", a.other, "table to compare it with")->required();
+  sub->add_option("--from", a.range.from, "first time, ms")->default_val(0.0f);
+  sub->add_option("--to", a.range.to, "last time, ms; the end of the table that ends first when left out");
+  sub->add_option("--step", a.range.step, "interval, ms")->default_val(20.0f)->check(CLI::PositiveNumber);
+  sub->add_option("--cdps", a.range.cdps, "first and last CDP; all when left out")->expected(2);
+  sub->add_option("--by", a.by, "also by time (ten ranges), cdp (the ten that differ most), or both")
+      ->delimiter(',')
+      ->check(CLI::IsMember({"time", "cdp"}));
+  sub->preparse_callback([&a](std::size_t) { a.type = "VEL"; });
+  sub->footer(diffExamples);
 }
 
 }  // namespace
 
 void addTable(CLI::App& cli) {
-  CLI::App* command = cli.add_subcommand("table", "Tables of a database: import, export, list, delete, diff");
+  CLI::App* command = cli.add_subcommand("table", "Tables of a database: import, export, list, show, delete, diff");
   command->require_subcommand(1);
   const auto a = std::make_shared<TableArguments>();
   const auto action = [&](const char* name, const char* about, void (*run)(const TableArguments&)) {
@@ -141,22 +247,15 @@ void addTable(CLI::App& cli) {
     sub->add_option("NAME", a->name, "table name")->required();
     return sub;
   };
-  named(action("import", "Read a table from CSV", importTable))
-      ->add_option("CSV", a->csv, "VEL: cdp,x,y,time,velocity; VAZ: cdp,time,velocity_0,..; AHZ: horizon,cdp,time")
-      ->required();
+  addImport(named(action("import", "Read a table from CSV, or velocities from another text", importTable)), *a);
   named(action("export", "Write a table as CSV", exportTable))
-      ->add_option("CSV", a->csv, "file to write; standard output when left out");
+      ->add_option("CSV", a->file, "file to write; standard output when left out");
   action("list", "List the tables", listTables);
+  CLI::App* show = named(action("show", "Print the ranges of a table and draw it", printTable));
+  show->add_option("--cdp", a->cdp, "CDP to draw (VEL, VAZ)");
+  show->footer(showExamples);
   named(action("delete", "Delete a table", deleteTable));
-
-  CLI::App* compare = action("diff", "Mean and RMS difference of a velocity table to another one", compareTables);
-  compare->add_option("NAME", a->name, "table")->required();
-  compare->add_option("REFERENCE", a->other, "table to compare it with")->required();
-  compare->add_option("--from", a->from, "first time, ms")->default_val(0.0f);
-  compare->add_option("--to", a->to, "last time, ms; the end of the table that ends first when left out");
-  compare->add_option("--step", a->step, "interval, ms")->default_val(20.0f)->check(CLI::PositiveNumber);
-  compare->add_option("--cdps", a->cdps, "first and last CDP; all when left out")->expected(2);
-  compare->preparse_callback([a](std::size_t) { a->type = "VEL"; });
+  addDiff(action("diff", "Mean and RMS difference of a velocity table to another one", compareTables), *a);
 }
 
 }  // namespace app

@@ -2,18 +2,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
+#include <optional>
 #include <ostream>
+#include <string>
 #include <string_view>
 #include <vector>
 
 #include "host/local/job.h"
 #include "host/local/table_type.h"
+#include "host/local/text_lines.h"
 
 namespace host::local {
 
@@ -45,31 +44,6 @@ struct Point {
   std::uint32_t row, line;
 };
 
-constexpr float greatestCdp = 16777216.0f;  // beyond it single precision skips whole numbers
-
-string_view trimmed(string_view text) {
-  constexpr string_view blanks = " \t\r";
-  const auto first = text.find_first_not_of(blanks);
-  if (first == string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
-}
-
-std::string lowered(string_view text) {
-  std::string result(text);
-  for (char& c : result)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return result;
-}
-
-/// Text of a file for a message: not too long, on one line.
-std::string shown(string_view text) {
-  constexpr std::size_t most = 100;
-  std::string result(text.substr(0, most));
-  for (char& c : result)
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-  return '"' + result + (text.size() > most ? "...\"" : "\"");
-}
-
 const char* headings(const std::string& type) {
   if (type == "VEL") return "cdp,x,y,time,velocity (x and y may be left out)";
   if (type == "VAZ") return "cdp,time,velocity_0,velocity_1,... (one velocity for each azimuth sector)";
@@ -99,31 +73,15 @@ std::optional<Column> columnNamed(const std::string& type, const std::string& he
   return Column{Kind::velocity, Role::value, sector};
 }
 
-std::string contentOf(const std::filesystem::path& file) {
-  std::ifstream stream(file, std::ios::binary);
-  std::string text;
-  std::vector<char> block(1 << 16);
-  while (stream) {
-    stream.read(block.data(), static_cast<std::streamsize>(block.size()));
-    text.append(block.data(), static_cast<std::size_t>(stream.gcount()));
-  }
-  if (!stream.eof()) throw RunError(file.string() + ": cannot be read: " + std::strerror(errno));
-  return text;
-}
-
 /// Reads one file: the heading line, then point by point.
 class Reader {
  public:
-  Reader(const std::filesystem::path& file, const std::string& type)
-      : file_(file.string()), type_(type), text_(contentOf(file)), rest_(text_) {
-    constexpr string_view byteOrderMark = "\xef\xbb\xbf";
-    if (rest_.starts_with(byteOrderMark)) rest_.remove_prefix(byteOrderMark.size());
-  }
+  Reader(const std::filesystem::path& file, const std::string& type) : type_(type), lines_(file) {}
 
   std::unique_ptr<Table> table(const std::string& name) {
     readHeadings();
-    while (nextLine()) readPoint();
-    if (points_.empty()) throw RunError(file_ + ": holds no points; lines of numbers must follow the headings");
+    while (lines_.next()) readPoint();
+    if (points_.empty()) lines_.refuseFile("holds no points; lines of numbers must follow the headings");
     const auto before = [](const Point& a, const Point& b) { return a.x != b.x ? a.x < b.x : a.y < b.y; };
     if (!std::is_sorted(points_.begin(), points_.end(), before))
       std::stable_sort(points_.begin(), points_.end(), before);
@@ -131,52 +89,17 @@ class Reader {
   }
 
  private:
-  [[noreturn]] void refuse(std::size_t line, string_view content, const std::string& what) const {
-    throw RunError(file_ + ", line " + std::to_string(line) + ": " + what + "; found " + shown(content));
-  }
-  [[noreturn]] void refuse(const std::string& what) const { refuse(line_, current_, what); }
-
-  /// The content of a line that was read before.
-  string_view lineOf(std::size_t number) const {
-    string_view text = text_;
-    for (std::size_t k = 1; k < number; ++k) text.remove_prefix(text.find('\n') + 1);
-    return trimmed(text.substr(0, text.find('\n')));
-  }
-
-  /// Moves to the next line that is neither blank nor a comment.
-  bool nextLine() {
-    while (!rest_.empty()) {
-      const auto end = rest_.find('\n');
-      current_ = trimmed(rest_.substr(0, end));
-      rest_.remove_prefix(end == string_view::npos ? rest_.size() : end + 1);
-      ++line_;
-      if (!current_.empty() && current_.front() != '#') return true;
-    }
-    return false;
-  }
-
-  void splitFields() {
-    fields_.clear();
-    string_view text = current_;
-    for (auto comma = text.find(','); comma != string_view::npos; comma = text.find(',')) {
-      fields_.push_back(trimmed(text.substr(0, comma)));
-      text.remove_prefix(comma + 1);
-    }
-    fields_.push_back(trimmed(text));
-  }
-
   void readHeadings() {
     const std::string expected = std::string("; the headings of a ") + type_ + " table are " + headings(type_);
-    if (!nextLine()) throw RunError(file_ + ": is empty" + expected);
-    splitFields();
+    if (!lines_.next()) lines_.refuseFile("is empty" + expected);
     std::vector<std::string> seen;
     std::size_t velocities = 0, sectors = 0;
-    for (const string_view field : fields_) {
+    for (const string_view field : fieldsOf(lines_.line(), ',')) {
       const std::string heading = lowered(field);
       const auto column = columnNamed(type_, heading);
-      if (!column) refuse("there is no column " + shown(heading) + expected);
+      if (!column) lines_.refuse("there is no column " + shown(heading) + expected);
       if (std::find(seen.begin(), seen.end(), heading) != seen.end())
-        refuse("column " + shown(heading) + " stands twice" + expected);
+        lines_.refuse("column " + shown(heading) + " stands twice" + expected);
       seen.push_back(heading);
       layout_.columns.push_back(*column);
       if (column->kind != Kind::velocity) continue;
@@ -188,77 +111,56 @@ class Reader {
                          [=](const Column& column) { return column.kind == kind; });
     };
     const bool horizons = type_ == "AHZ";
-    if (horizons && !has(Kind::horizon)) refuse("column \"horizon\" is missing" + expected);
-    if (!has(Kind::cdp)) refuse("column \"cdp\" is missing" + expected);
-    if (!has(Kind::time)) refuse("column \"time\" is missing" + expected);
-    if (!horizons && velocities == 0) refuse("the velocity column is missing" + expected);
+    if (horizons && !has(Kind::horizon)) lines_.refuse("column \"horizon\" is missing" + expected);
+    if (!has(Kind::cdp)) lines_.refuse("column \"cdp\" is missing" + expected);
+    if (!has(Kind::time)) lines_.refuse("column \"time\" is missing" + expected);
+    if (!horizons && velocities == 0) lines_.refuse("the velocity column is missing" + expected);
     if (velocities != sectors)
-      refuse("the velocity columns are not numbered from 0 to " + std::to_string(velocities - 1) + expected);
+      lines_.refuse("the velocity columns are not numbered from 0 to " + std::to_string(velocities - 1) + expected);
     layout_.positions = has(Kind::mapX);
-    if (layout_.positions != has(Kind::mapY)) refuse("columns \"x\" and \"y\" go together" + expected);
+    if (layout_.positions != has(Kind::mapY)) lines_.refuse("columns \"x\" and \"y\" go together" + expected);
     layout_.zCount = horizons ? 3 : static_cast<int>(velocities);
   }
 
-  template <class Number>
-  Number number(string_view field) const {
-    if (field.starts_with('+')) field.remove_prefix(1);
-    Number value{};
-    const auto [stop, error] = std::from_chars(field.data(), field.data() + field.size(), value);
-    if (error != std::errc() || stop != field.data() + field.size() || !std::isfinite(value))
-      refuse(shown(field) + " is not a finite number");
-    return value;
-  }
-
-  float whole(string_view field, const char* what) const {
-    const auto value = number<double>(field);
-    if (value != std::trunc(value) || std::abs(value) > greatestCdp)
-      refuse(std::string(what) + " " + shown(field) + " is not a whole number of at most 16777216");
-    return static_cast<float>(value);
-  }
-
   float checked(Kind kind, string_view field) const {
-    if (kind == Kind::cdp) return whole(field, "cdp");
-    if (kind == Kind::horizon) {
-      const float horizon = whole(field, "horizon");
-      if (horizon < 1.0f) refuse("horizon " + shown(field) + " is below 1");
-      return horizon;
-    }
-    const auto value = number<float>(field);
-    if (kind == Kind::time && value < 0.0f) refuse("time " + shown(field) + " is below 0");
-    if (kind == Kind::velocity && !(value > 0.0f)) refuse("velocity " + shown(field) + " is not above 0");
-    return value;
+    if (kind == Kind::cdp) return lines_.whole(field, "cdp");
+    if (kind == Kind::time) return lines_.time<float>(field);
+    if (kind == Kind::velocity) return lines_.velocity<float>(field);
+    const float horizon = lines_.whole(field, "horizon");
+    if (horizon < 1.0f) lines_.refuse("horizon " + shown(field) + " is below 1");
+    return horizon;
   }
 
   void readPoint() {
-    splitFields();
-    if (fields_.size() != layout_.columns.size())
-      refuse(std::to_string(layout_.columns.size()) + " columns expected, " + std::to_string(fields_.size()) +
-             " are there");
+    const std::vector<string_view> fields = fieldsOf(lines_.line(), ',');
+    if (fields.size() != layout_.columns.size())
+      lines_.refuse(std::to_string(layout_.columns.size()) + " columns expected, " + std::to_string(fields.size()) +
+                    " are there");
     Point point{.x = 0.0f,
                 .y = 0.0f,
                 .row = static_cast<std::uint32_t>(points_.size()),
-                .line = static_cast<std::uint32_t>(line_)};
+                .line = static_cast<std::uint32_t>(lines_.number())};
     Position position;
     const std::size_t values = values_.size();
     values_.resize(values + static_cast<std::size_t>(layout_.zCount), 0.0f);
-    for (std::size_t k = 0; k < fields_.size(); ++k) {
+    for (std::size_t k = 0; k < fields.size(); ++k) {
       const Column& column = layout_.columns[k];
       switch (column.role) {
         case Role::x:
-          point.x = checked(column.kind, fields_[k]);
+          point.x = checked(column.kind, fields[k]);
           break;
         case Role::y:
-          point.y = checked(column.kind, fields_[k]);
+          point.y = checked(column.kind, fields[k]);
           break;
         case Role::value:
-          values_[values + column.value] = checked(column.kind, fields_[k]);
+          values_[values + column.value] = checked(column.kind, fields[k]);
           break;
         case Role::position:
-          (column.kind == Kind::mapX ? position.x : position.y) = number<double>(fields_[k]);
+          (column.kind == Kind::mapX ? position.x : position.y) = lines_.finite<double>(fields[k]);
           break;
       }
     }
-    if (!fitsHeaders(position)) refuse("the map position is beyond single precision");
+    if (!fitsHeaders(position)) lines_.refuse("the map position is beyond single precision");
     points_.push_back(point);
     if (layout_.positions) positions_.push_back(position);
   }
@@ -270,25 +172,19 @@ class Reader {
       const Point& point = points_[k];
       const Point* const before = k > 0 && points_[k - 1].x == point.x ? &points_[k - 1] : nullptr;
       if (before != nullptr && before->y == point.y)
-        refuse(point.line, lineOf(point.line), "the point of line " + std::to_string(before->line) + " again");
+        lines_.refuse(point.line, "the point of line " + std::to_string(before->line) + " again");
       table->add(point.x, point.y, values_.data() + static_cast<std::size_t>(point.row) * layout_.zCount);
       if (!layout_.positions) continue;
       if (before == nullptr)
         table->place(point.x, positions_[point.row]);
       else if (positions_[before->row] != positions_[point.row])
-        refuse(point.line, lineOf(point.line),
-               "another map position of this cdp than in line " + std::to_string(before->line));
+        lines_.refuse(point.line, "another map position of this cdp than in line " + std::to_string(before->line));
     }
     return table;
   }
 
-  const std::string file_;
   const std::string type_;
-  const std::string text_;
-  string_view rest_;     ///< what is not read yet
-  string_view current_;  ///< the line being read
-  std::size_t line_ = 0;
-  std::vector<string_view> fields_;
+  TextLines lines_;
   Layout layout_;
   std::vector<Point> points_;
   std::vector<float> values_;
