@@ -10,17 +10,17 @@ _korvane_words() {
 }
 
 _korvane() {
-  local word=${COMP_WORDS[COMP_CWORD]} command=("${COMP_WORDS[0]}") help subcommands next
+  local word=${COMP_WORDS[COMP_CWORD]} command=("${COMP_WORDS[0]}") help offered before
   help=$("${command[@]}" --help 2>/dev/null) || return
-  subcommands=$(_korvane_words subcommands <<< "$help")
-  for next in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
-    grep -qxFe "$next" <<< "$subcommands" || continue
-    command+=("$next")
+  offered=$(_korvane_words subcommands <<< "$help")
+  for before in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do
+    grep -qxFe "$before" <<< "$offered" || continue
+    command+=("$before")
     help=$("${command[@]}" --help 2>/dev/null) || return
-    subcommands=$(_korvane_words subcommands <<< "$help")
+    offered=$(_korvane_words subcommands <<< "$help")
   done
-  if [[ $word == -* ]]; then subcommands=$(_korvane_words options <<< "$help"); fi
-  mapfile -t COMPREPLY < <(compgen -W "$subcommands" -- "$word")
+  if [[ $word == -* ]]; then offered=$(_korvane_words options <<< "$help"); fi
+  COMPREPLY=($(compgen -W "$offered" -- "$word"))
 }
 
 complete -o bashdefault -o default -F _korvane korvane

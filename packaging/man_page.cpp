@@ -46,7 +46,7 @@ void printOptions(const CLI::App& command) {
 
 /// The footer of the help as it stands: examples.
 void printFooter(const CLI::App& command) {
-  if (!command.get_footer().empty()) print(".sp\n.nf\n" + roff(command.get_footer()) + "\n.fi");
+  if (!command.get_footer().empty()) print(".PP\n.nf\n" + roff(command.get_footer()) + "\n.fi");
 }
 
 /// A subsection for the command, called as `words`, or for each of its subcommands.
