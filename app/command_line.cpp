@@ -25,19 +25,35 @@ std::string usageError(const CLI::App* cli, const CLI::Error& error) {
   return message + CLI::FailureMessage::simple(cli, error);
 }
 
+const char* examples = R"(Every day:
+  korvane scan gathers.sgy --job line.toml           # what is in the file; a job to start from
+  korvane table import line.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
+  korvane check line.toml                            # whether job, data and tables fit
+  korvane run line.toml
+  korvane report line.toml                           # a page to look at the result
+
+'korvane COMMAND --help' tells the rest.)";
+
 }  // namespace
 
-int commandLine(int argc, char** argv) {
-  CLI::App cli("KORVANE refines RMS velocities from the amplitudes of prestack CDP gathers.", "korvane");
+void addCommands(CLI::App& cli) {
+  cli.description("KORVANE refines RMS velocities from the amplitudes of prestack CDP gathers.");
+  cli.name("korvane");
   cli.set_version_flag("--version", "korvane " KORVANE_VERSION);
   cli.require_subcommand(1);
-  cli.failure_message(usageError);
   addRun(cli);
   addTable(cli);
   addReport(cli);
   addScan(cli);
   addParams(cli);
   addSynth(cli);
+  cli.footer(examples);  // at the end, since subcommands take over the footer that is there
+}
+
+int commandLine(int argc, char** argv) {
+  CLI::App cli;
+  addCommands(cli);
+  cli.failure_message(usageError);
   try {
     cli.parse(argc, argv);
     return 0;

@@ -13,6 +13,9 @@ namespace app {
 /// @return exit status: 0 done, 1 failed, 2 the words make no command
 int commandLine(int argc, char** argv);
 
+/// Gives the program its description, its options and every subcommand.
+void addCommands(CLI::App& cli);
+
 // Each adds its subcommand with what it does when chosen.
 void addRun(CLI::App& cli);
 void addTable(CLI::App& cli);

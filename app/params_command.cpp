@@ -20,6 +20,9 @@ void printParameters() {
 
 void addParams(CLI::App& cli) {
   CLI::App* command = cli.add_subcommand("params", "List every parameter of a job");
+  command->footer(R"(Examples:
+  korvane params                    # what a job may set under [parameters], with units and defaults
+  korvane params | grep required    # what it has to set)");
   command->callback(printParameters);
 }
 

@@ -31,6 +31,13 @@ void addSynth(CLI::App& cli) {
   command->add_option("--sectors", o.sectors, "azimuth sectors of the job; 0: none (3D)");
   command->add_option("--passes", o.passes, "analysis passes of the job");
   command->add_flag("--feet", o.feet, "lengths and velocities in feet");
+  command->footer(R"(Examples:
+  korvane synth line                                   # a 2D line in the folder line
+  korvane run line/job.toml
+  korvane table diff line/survey.db refined true       # what is left of the error
+
+  korvane synth grid --inlines 20 --crosslines 30      # a 3D grid
+  korvane synth fast --inlines 9 --crosslines 30 --anisotropy 0.04 --sectors 4   # per azimuth sector)");
   command->callback([options] { synthesise(*options, std::cout); });
 }
 

@@ -1,4 +1,5 @@
-# Flags of every target of ours, and one function for a folder that is a library, one for a folder of tests.
+# Flags of every target of ours, and one function for a folder that is a library, one for a folder of kernels, one for
+# a folder of tests.
 
 # Results are the same to the last bit for every compiler and build type: no contraction, no reassociation.
 add_library(korvane_flags INTERFACE)
@@ -30,7 +31,21 @@ endif()
 function(korvane_library name)
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)
   add_library(${name} STATIC ${sources})
-  target_link_libraries(${name} PUBLIC korvane_flags ${ARGN})
+  target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:korvane_flags> ${ARGN})
+endfunction()
+
+# korvane_kernel(name libraries...): such a library that other programs link too. It is installed with its headers, and
+# its users are free in their flags.
+function(korvane_kernel name)
+  korvane_library(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE $<BUILD_INTERFACE:korvane_numeric_warnings>)
+  set_target_properties(${name} PROPERTIES OUTPUT_NAME korvane_${name})
+  file(GLOB headers CONFIGURE_DEPENDS *.h)
+  list(FILTER headers EXCLUDE REGEX "/framework\\.h$")  # the driver's, which is not installed
+  target_sources(${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR} FILES ${headers})
+  install(TARGETS ${name} EXPORT korvane_kernels
+          ARCHIVE COMPONENT development
+          FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane COMPONENT development)
 endfunction()
 
 # korvane_tests(folder libraries...): the sources of tests/<folder> as one test program.
