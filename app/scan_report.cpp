@@ -53,8 +53,8 @@ void printFile(const SegyScan& scan, std::ostream& out) {
       << text("                %lld bytes, %s endian, text in %s, revision word 0x%04x\n",
               static_cast<long long>(facts.bytes), facts.littleEndian ? "little" : "big",
               host::local::isEbcdic(facts.text) ? "EBCDIC" : "ASCII", static_cast<unsigned>(facts.revision))
-      << text("Samples         %s (format %d), %d per trace at %g ms\n", host::local::sampleFormatName(facts.format),
-              facts.format, facts.samples, facts.interval / 1000.0)
+      << text("Samples         %s (the header says format %d), %d per trace at %g ms\n",
+              host::local::sampleFormatName(facts.format), facts.statedFormat, facts.samples, facts.interval / 1000.0)
       << text("Traces          %d, of which %lld live", facts.traces, static_cast<long long>(scan.liveTraces));
   if (facts.strayBytes > 0) {
     out << text("; cut inside trace %d (%lld stray bytes)", facts.traces + 1, static_cast<long long>(facts.strayBytes));
@@ -69,9 +69,9 @@ void printFormat(const SegyScan& scan, std::ostream& out) {
   const std::optional<int> seen = words.format();
   out << "Looks like      "
       << (!seen                        ? "the samples do not tell their format"
-          : *seen == scan.facts.format ? text("%s, as said", host::local::sampleFormatName(*seen))
-                                       : text("%s; THE HEADER SAYS %s", host::local::sampleFormatName(*seen),
-                                              host::local::sampleFormatName(scan.facts.statedFormat)))
+          : *seen == scan.facts.format ? text("%s, as it is read", host::local::sampleFormatName(*seen))
+                                       : text("%s, BUT IS READ AS %s", host::local::sampleFormatName(*seen),
+                                              host::local::sampleFormatName(scan.facts.format)))
       << text("\n                as IBM: %.1f %% unnormalised, %.1f %% absurd, 90 %% within %.1f decades\n",
               100.0 * words.unnormalised(), 100.0 * words.absurdAsIbm(), words.decadesAsIbm())
       << text("                as IEEE: %.1f %% not finite, %.1f %% absurd, 90 %% within %.1f decades; ",
@@ -169,6 +169,15 @@ void remarkOnScalars(const SegyScan& scan, Sentences& remarks) {
   }
 }
 
+/// The loudest ones.
+std::string loudText(const SampleFindings::Louds& louds) {
+  std::string result;
+  for (std::size_t i = 0; i < std::min(louds.size(), mostListed); ++i) {
+    result += text("%strace %d by %.0f dB", i == 0 ? "" : ", ", louds[i].trace + 1, louds[i].decibels);
+  }
+  return louds.size() > mostListed ? result + " ..." : result;
+}
+
 void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
   const SampleFindings& found = scan.samples;
   if (found.traces < scan.facts.traces) {
@@ -187,20 +196,17 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
   if (found.silenced) {
     remarks.push_back("Dead by their trace code, with a signal: " + found.silenced.text() + ".");
   }
-  if (found.loud.empty()) return;
-  std::string loud = text(
-      "%zu traces are more than %g dB above the median RMS of %.4g, the loudest is trace %d with "
-      "%.0f dB",
-      found.loud.size(), SampleFindings::loudFrom, found.medianRms, found.loud.front().trace + 1,
-      found.loud.front().decibels);
-  if (!scan.header("OFFSET").constant()) {
-    loud += text("; above the median of traces of like offset %s", found.wild.empty() ? "none" : "these:");
-    for (std::size_t i = 0; i < std::min(found.wild.size(), mostListed); ++i) {
-      loud += text("%s trace %d by %.0f dB", i == 0 ? "" : ",", found.wild[i].trace + 1, found.wild[i].decibels);
-    }
-    if (found.wild.size() > mostListed) loud += text(", and %zu more", found.wild.size() - mostListed);
+  if (!found.loud.empty()) {
+    remarks.push_back(text("%zu traces are more than %g dB above the median RMS of the file, %.4g: ", found.loud.size(),
+                           SampleFindings::loudFrom, found.medianRms) +
+                      loudText(found.loud) + ".");
   }
-  remarks.push_back(loud + ".");
+  if (!found.wild.empty() && !scan.header("OFFSET").constant()) {
+    remarks.push_back(text("Noise? In the last third of the trace %zu traces are more than %g dB above the median of "
+                           "traces of like offset: ",
+                           found.wild.size(), SampleFindings::wildFrom) +
+                      loudText(found.wild) + ".");
+  }
 }
 
 void remarkOnEnsembles(const SegyScan& scan, Sentences& remarks) {
@@ -231,10 +237,9 @@ void remarkOnEnsembles(const SegyScan& scan, Sentences& remarks) {
 Sentences obstaclesOf(const SegyScan& scan) {
   Sentences obstacles;
   if (const int format = scan.otherFormat(); format != 0) {
-    obstacles.push_back(
-        text("The samples are said to be %s and look like %s. If they are: `format = \"%s\"` in [data].",
-             host::local::sampleFormatName(scan.facts.statedFormat), host::local::sampleFormatName(format),
-             host::local::sampleFormatKey(format).c_str()));
+    obstacles.push_back(text("The samples are read as %s and look like %s. If they are: `format = \"%s\"` in [data].",
+                             host::local::sampleFormatName(scan.facts.format), host::local::sampleFormatName(format),
+                             host::local::sampleFormatKey(format).c_str()));
   }
   const auto missing = [&](const char* name) { return scan.survey.missing.contains(name); };
   if (missing("CDP")) {

@@ -546,6 +546,7 @@ class Judge {
     const auto isMiddle = [&](const Column& c) {
       if (!surveyed_ || !c.varies()) return false;
       const auto [least, greatest] = std::minmax_element(middle.begin(), middle.end());
+      if (*least == *greatest) return false;
       const double tolerance = std::max(2.0, 0.02 * (*greatest - *least));
       const Values found = coordinates(c.values);
       int agreeing = 0;
@@ -577,9 +578,9 @@ class Judge {
       } else if (column.isMost(column.steady)) {
         const char* way = column.step > 0.0 ? "goes up by " : "goes down by ";
         say(column, "counter", way + figure(std::abs(column.step)) + " from trace to trace");
-      } else if (surveyed_ && deviation(sources, column.values) == 0.0) {
+      } else if (isOneForEach(sources, column)) {
         say(column, "of the source", "one value for each source");
-      } else if (surveyed_ && deviation(receivers, column.values) == 0.0) {
+      } else if (isOneForEach(receivers, column)) {
         say(column, "of the receiver", "one value for each receiver");
       } else if (column.inRuns(stretches_)) {
         say(column, "steps", "constant within neighbouring traces, " + std::to_string(column.distinct) + " values");
@@ -591,6 +592,11 @@ class Judge {
         say(column, "?", "no pattern, " + std::to_string(column.distinct) + " values");
       }
     }
+  }
+
+  /// Groups of one trace say nothing.
+  bool isOneForEach(const Groups& groups, const Column& column) const {
+    return surveyed_ && 2 * groups.count <= survey_.traces && deviation(groups, column.values) == 0.0;
   }
 
   static Groups groupsAt(const Point& points) {

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdlib>
+#include <iterator>
 
 #include "host/local/big_endian.h"
 
@@ -101,19 +102,15 @@ bool SampleSurvey::look(int trace, const unsigned char* raw, double offset, bool
     countNotFinite();
     return false;
   }
-  double squares = 0.0;
-  bool constant = true;
-  for (const float sample : samples_) {
-    squares += static_cast<double>(sample) * static_cast<double>(sample);
-    constant = constant && sample == samples_.front();
-  }
+  const bool constant =
+      std::all_of(samples_.begin(), samples_.end(), [this](float sample) { return sample == samples_.front(); });
   if (constant) {
     (samples_.front() == 0.0f ? findings_.zero : findings_.constant).count(trace);
     return true;
   }
   if (!live) findings_.silenced.count(trace);
-  levels_.push_back({trace, static_cast<float>(std::sqrt(squares / static_cast<double>(samples_.size()))),
-                     static_cast<float>(std::abs(offset))});
+  levels_.push_back({trace, static_cast<float>(std::abs(offset)), static_cast<float>(rms(0)),
+                     static_cast<float>(rms(samples_.size() * 2 / 3))});
   return true;
 }
 
@@ -126,42 +123,48 @@ void SampleSurvey::countNotFinite() {
   }
 }
 
-double SampleSurvey::medianOf(std::vector<Level>::iterator from, std::vector<Level>::iterator to) {
-  const auto middle = from + (to - from) / 2;
-  std::nth_element(from, middle, to, [](const Level& a, const Level& b) { return a.rms < b.rms; });
-  return static_cast<double>(middle->rms);
+/// RMS of the samples behind the first so many.
+double SampleSurvey::rms(std::size_t from) const {
+  double squares = 0.0;
+  for (std::size_t i = from; i < samples_.size(); ++i) {
+    squares += static_cast<double>(samples_[i]) * static_cast<double>(samples_[i]);
+  }
+  return std::sqrt(squares / static_cast<double>(samples_.size() - from));
 }
 
-SampleFindings::Louds SampleSurvey::loudOf(std::vector<Level>::iterator from, std::vector<Level>::iterator to,
-                                           double median) const {
-  SampleFindings::Louds loud;
+double SampleSurvey::medianOf(Levels from, Levels to, float Level::*what) {
+  std::vector<float> values;
+  std::transform(from, to, std::back_inserter(values), [&](const Level& level) { return level.*what; });
+  std::nth_element(values.begin(), values.begin() + std::ssize(values) / 2, values.end());
+  return static_cast<double>(values[values.size() / 2]);
+}
+
+/// Adds the levels that lie more than so many decibels over their median.
+void SampleSurvey::addLoud(Levels from, Levels to, float Level::*what, double least, SampleFindings::Louds& loud) {
+  const double median = medianOf(from, to, what);
+  if (median == 0.0) return;
   for (; from != to; ++from) {
-    const double decibels = 20.0 * std::log10(static_cast<double>(from->rms) / median);
-    if (decibels > SampleFindings::loudFrom) loud.push_back({from->trace, decibels});
+    const double decibels = 20.0 * std::log10(static_cast<double>((*from).*what) / median);
+    if (decibels > least) loud.push_back({from->trace, decibels});
   }
-  return loud;
 }
 
 SampleFindings SampleSurvey::take() {
   if (levels_.empty()) return std::move(findings_);
   constexpr std::ptrdiff_t alike = 32;  // traces of like offset
-  const auto louder = [](const auto& a, const auto& b) { return a.decibels > b.decibels; };
-  findings_.medianRms = medianOf(levels_.begin(), levels_.end());
-  findings_.loud = loudOf(levels_.begin(), levels_.end(), findings_.medianRms);
-  std::sort(findings_.loud.begin(), findings_.loud.end(), louder);
+  findings_.medianRms = medianOf(levels_.begin(), levels_.end(), &Level::rms);
+  addLoud(levels_.begin(), levels_.end(), &Level::rms, SampleFindings::loudFrom, findings_.loud);
 
-  std::sort(levels_.begin(), levels_.end(), [](const Level& a, const Level& b) { return a.offset < b.offset; });
+  std::stable_sort(levels_.begin(), levels_.end(), [](const Level& a, const Level& b) { return a.offset < b.offset; });
   for (auto from = levels_.begin(); from != levels_.end();) {
     const auto to = levels_.end() - from < 2 * alike ? levels_.end() : from + alike;
-    SampleFindings::Louds wild = loudOf(from, to, medianOf(from, to));
-    std::erase_if(wild, [&](const auto& w) {
-      return std::none_of(findings_.loud.begin(), findings_.loud.end(),
-                          [&](const auto& l) { return l.trace == w.trace; });
-    });
-    findings_.wild.insert(findings_.wild.end(), wild.begin(), wild.end());
+    addLoud(from, to, &Level::late, SampleFindings::wildFrom, findings_.wild);
     from = to;
   }
-  std::sort(findings_.wild.begin(), findings_.wild.end(), louder);
+  for (SampleFindings::Louds* louds : {&findings_.loud, &findings_.wild}) {
+    std::stable_sort(louds->begin(), louds->end(),
+                     [](const auto& a, const auto& b) { return a.decibels > b.decibels; });
+  }
   return std::move(findings_);
 }
 

@@ -41,26 +41,25 @@ struct SampleFindings {
     int trace;        ///< from 0
     double decibels;  ///< RMS over the median
   };
-  /// Traces more than loudFrom over a median, the loudest first.
-  using Louds = std::vector<Loud>;
+  using Louds = std::vector<Loud>;  ///< the loudest first
   std::int64_t traces = 0;          ///< whose samples were looked at
   Tally notFinite, zero, constant;  ///< constant: one value other than 0
   Tally silenced;                   ///< with a signal and a trace code that makes them dead
   double medianRms = 0.0;           ///< of the traces with a signal
-  Louds loud;                       ///< over the median of the file
-  Louds wild;                       ///< those of them that are so over the median of traces of like offset too
+  Louds loud;                       ///< more than loudFrom over the median of the file
+  Louds wild;                       ///< in the last third, more than wildFrom over the median of traces of like offset
   std::int64_t notFiniteSamples = 0;
   int firstNotFinite = 0, lastNotFinite = 0;  ///< least and greatest number, from 1, of such a sample in its trace
   WordSurvey words;
-  static constexpr double loudFrom = 20.0;  ///< dB
+  static constexpr double loudFrom = 20.0, wildFrom = 15.0;  ///< dB
 };
 
 /// Looks at the samples of traces, one after the other.
 class SampleSurvey {
  public:
   explicit SampleSurvey(const SegyFile& file);
-  /// @param raw   the trace as the file holds it
-  /// @param live  by its trace code
+  /// @param raw     the trace as the file holds it
+  /// @param live    by its trace code
   /// Whether all samples are finite.
   bool look(int trace, const unsigned char* raw, double offset, bool live);
   SampleFindings take();
@@ -68,11 +67,14 @@ class SampleSurvey {
  private:
   struct Level {
     int trace;
-    float rms, offset;  // offset without its sign
+    float offset;     // without its sign
+    float rms, late;  // of the trace, and of its last third, where first arrivals hide no noise
   };
+  using Levels = std::vector<Level>::iterator;
   void countNotFinite();
-  SampleFindings::Louds loudOf(std::vector<Level>::iterator from, std::vector<Level>::iterator to, double median) const;
-  static double medianOf(std::vector<Level>::iterator from, std::vector<Level>::iterator to);
+  double rms(std::size_t from) const;
+  static double medianOf(Levels from, Levels to, float Level::*what);
+  static void addLoud(Levels from, Levels to, float Level::*what, double least, SampleFindings::Louds& loud);
   const SegyFile& file_;
   std::vector<float> samples_;
   std::vector<Level> levels_;

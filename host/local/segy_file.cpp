@@ -122,9 +122,10 @@ void SegyFile::readFileHeaders() {
     readBinary(SEGY_MSB);
     facts_.littleEndian = false;
   } else if (!makesSense()) {
-    refuse("the sample format in bytes 3225-3226 is " + std::to_string(asBigEndian) + ", which means nothing in " +
-           "either byte order. If this is a SEG-Y file, name its format: `format = \"ibm\"` (or \"ieee\", \"int32\", " +
-           "\"int16\", \"int8\") in [data]; it is then read as big endian.");
+    refuse(
+        "is no SEG-Y file, or one without a sample format: bytes 3225-3226 have " + std::to_string(asBigEndian) +
+        ", which means nothing in either byte order. If it is one, name the format: `format = \"ibm\"` (or \"ieee\", " +
+        "\"int32\", \"int16\", \"int8\") in [data]; the file is then read as big endian.");
   }
   facts_.statedFormat = facts_.format;
   if (input_.format != 0) facts_.format = input_.format;
