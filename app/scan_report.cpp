@@ -117,6 +117,10 @@ void printEnsembles(const SegyScan& scan, std::ostream& out) {
 
 using Sentences = std::vector<std::string>;
 
+std::string rangeText(const HeaderRange& range) {
+  return range.constant() ? text("%g", range.least) : text("%g to %g", range.least, range.greatest);
+}
+
 void remarkOnHeaders(const SegyScan& scan, Sentences& remarks) {
   for (const auto& [name, why] : scan.survey.moved) {
     const host::local::HeaderField field = scan.header(name).field;
@@ -128,11 +132,10 @@ void remarkOnHeaders(const SegyScan& scan, Sentences& remarks) {
     remarks.push_back(text("Every trace has the offset %g.", scan.header("OFFSET").least));
   }
   if (scan.otherSampling) {
-    const HeaderRange &samples = scan.header("SAMPLES"), &interval = scan.header("INTERVAL");
-    remarks.push_back(text("Trace headers have %g to %g samples at %g to %g microseconds, other than the %d at %d that "
-                           "fit the file and are used: ",
-                           samples.least, samples.greatest, interval.least, interval.greatest, scan.facts.samples,
-                           scan.facts.interval) +
+    remarks.push_back("Trace headers have " + rangeText(scan.header("SAMPLES")) + " samples at " +
+                      rangeText(scan.header("INTERVAL")) +
+                      text(" microseconds, other than the %d at %d that fit the file and are used: ",
+                           scan.facts.samples, scan.facts.interval) +
                       scan.otherSampling.text() + ".");
   }
 }
@@ -175,7 +178,7 @@ std::string loudText(const SampleFindings::Louds& louds) {
   for (std::size_t i = 0; i < std::min(louds.size(), mostListed); ++i) {
     result += text("%strace %d by %.0f dB", i == 0 ? "" : ", ", louds[i].trace + 1, louds[i].decibels);
   }
-  return louds.size() > mostListed ? result + " ..." : result;
+  return louds.size() > mostListed ? result + " and more" : result;
 }
 
 void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
@@ -223,7 +226,7 @@ void remarkOnEnsembles(const SegyScan& scan, Sentences& remarks) {
     remarks.push_back(text("%lld numbers between the first and the last %s have no trace, the first is %d.",
                            static_cast<long long>(found.missing), key, found.firstMissing));
   }
-  if (!found.repeated || scan.header("OFFSET").constant()) return;
+  if (!found.repeated || found.ensembles == 1) return;
   std::string repeated =
       "Same " + scan.input.primaryKey + " and offset as an earlier trace: " + found.repeated.text() +
       text("; %lld of them share its source and receiver coordinates too", static_cast<long long>(found.sameSpot));
@@ -236,6 +239,12 @@ void remarkOnEnsembles(const SegyScan& scan, Sentences& remarks) {
 /// What keeps a run from doing any good, and what to do about it.
 Sentences obstaclesOf(const SegyScan& scan) {
   Sentences obstacles;
+  if (scan.facts.strayBytes > 0) {
+    obstacles.push_back(
+        text("The file ends inside trace %d. Replace it by a whole copy, or set `allow_truncated = true` "
+             "in [data] to use the %d whole traces.",
+             scan.facts.traces + 1, scan.facts.traces));
+  }
   if (const int format = scan.otherFormat(); format != 0) {
     obstacles.push_back(text("The samples are read as %s and look like %s. If they are: `format = \"%s\"` in [data].",
                              host::local::sampleFormatName(scan.facts.format), host::local::sampleFormatName(format),

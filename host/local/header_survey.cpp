@@ -109,7 +109,10 @@ class Judge {
     survey_.traces = sample.traces();
     survey_.layout = layout;
     for (int i = 0; i < sample.traces(); ++i) stretches_ += sample.follows(i) ? 0 : 1;
-    for (const auto& [name, field] : layout.fields) columns_.push_back(column(field, name));
+    for (const auto& [name, field] : layout.fields) {
+      columns_.push_back(column(field, name));
+      if (name == "OFFSET") readOffsetAsReal();
+    }
     for (int byte = 1; byte <= headerBytes; byte += 4) readPlace(byte);
     std::stable_sort(columns_.begin(), columns_.end(),
                      [](const Column& a, const Column& b) { return a.field.byte < b.field.byte; });
@@ -193,6 +196,16 @@ class Judge {
     }
   }
 
+  /// The usual bytes may hold a float.
+  void readOffsetAsReal() {
+    Column& whole = columns_.back();
+    const Column real = column({whole.field.byte, HeaderFormat::float32}, "OFFSET");
+    if (whole.field.format != HeaderFormat::int32 || !isReal(real)) return;
+    survey_.layout.fields["OFFSET"] = real.field;
+    survey_.moved["OFFSET"] = "beyond reason as whole numbers, of a usual size as floats";
+    whole = real;
+  }
+
   /// Numbers of a usual size; whole numbers read as floats are next to nothing.
   static bool isReal(const Column& column) {
     constexpr double least = 1e-3, most = 1e8;
@@ -262,9 +275,11 @@ class Judge {
 
   /// Share of the traces whose distance of source and receiver is the offset, as near as rounded numbers can say.
   double agreement(const Values& offsets, double factor = 1.0) const {
+    const double largest = *std::max_element(distances_.begin(), distances_.end());
+    const double rounding = std::min(2.0, 0.02 * largest);
     int agreeing = 0;
     for (std::size_t i = 0; i < offsets.size(); ++i) {
-      agreeing += std::abs(factor * std::abs(offsets[i]) - distances_[i]) <= 2.0 + 0.01 * distances_[i];
+      agreeing += std::abs(factor * std::abs(offsets[i]) - distances_[i]) <= rounding + 0.01 * distances_[i];
     }
     return agreeing / static_cast<double>(offsets.size());
   }
@@ -413,11 +428,18 @@ class Judge {
       return;
     }
     if (!mapped.varies()) {
-      if (survey_.traces > 1 && !isOneGather()) survey_.missing["CDP"] = "no place looks like one";
+      if (survey_.traces == 1) return;
+      if (isOneGather()) {
+        survey_.remarks.push_back("The CDP is the same on every trace: a run takes the whole file as one gather.");
+      } else {
+        survey_.missing["CDP"] = "no place looks like one";
+      }
       return;
     }
     if (mapped.counts()) {
       say(mapped, "counter", "goes up by one from trace to trace: ensembles of one trace");
+    } else if (mapped.distinct > 0.8 * survey_.traces) {
+      say(mapped, "CDP?", "nearly every trace has one of its own");
     } else if (surveyed_) {
       say(mapped, "no CDP?", "the traces of one value do not share a midpoint");
       survey_.remarks.push_back(

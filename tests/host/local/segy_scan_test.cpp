@@ -143,6 +143,8 @@ TEST_F(Scan, HeadersAtOddPlacesAreFoundAndStandInTheJob) {
   EXPECT_EQ(found["CDP"], odd.cdp);
   EXPECT_EQ(found["SOU_X"], odd.source);
   EXPECT_EQ(found["REC_X"], odd.receiver);
+  // a float where a whole number should be
+  EXPECT_EQ(fields({.offset = {37, HeaderFormat::float32}}, true)["OFFSET"], (HeaderField{37, HeaderFormat::float32}));
   // the CDP by runs of neighbouring traces, without coordinates
   SegyImage image;
   for (int i = 0; i < 40; ++i) image.add(0, 1.0, {{odd.cdp, 7 + i / 5}, {offsetField, 100 * (i % 5)}});
