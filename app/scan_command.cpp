@@ -3,11 +3,14 @@
 #include <fstream>
 #include <iostream>
 #include <memory>
+#include <string>
 
 #include "app/command_line.h"
 #include "app/console.h"
 #include "app/scan_report.h"
+#include "host/local/sample_format.h"
 #include "host/local/segy_scan.h"
+#include "host/local/suggested_job.h"
 
 namespace app {
 
@@ -15,6 +18,7 @@ namespace {
 
 struct ScanArguments {
   std::filesystem::path file, job;
+  std::string format;
 };
 
 /// Describes the file; the job to start from goes to a file of its own, or to standard output after the description.
@@ -22,7 +26,7 @@ void scanFile(const ScanArguments& arguments) {
   Console console;
   host::local::SegyInput input;
   input.file = arguments.file;
-  input.allowTruncated = true;
+  input.format = host::local::sampleFormatCode(arguments.format);
   const host::local::SegyScan scan = host::local::scanSegy(input, console);
   printScan(scan, std::cout);
   if (arguments.job.empty()) {
@@ -46,6 +50,13 @@ void addScan(CLI::App& cli) {
   const auto arguments = std::make_shared<ScanArguments>();
   command->add_option("FILE", arguments->file, "SEG-Y file")->required();
   command->add_option("--job", arguments->job, "new file for the job to start from");
+  command->add_option("--format", arguments->format, "read the samples in this format, whatever the file says of them")
+      ->check(CLI::IsMember({"ibm", "ieee", "int32", "int16", "int8"}));
+  command->footer(
+      "Examples:\n"
+      "  korvane scan gathers.sgy                    what is in the file, and a job to start from\n"
+      "  korvane scan gathers.sgy --job line.toml    the job as a new file; lines with \"?\" are yours to fill in\n"
+      "  korvane scan gathers.sgy --format ieee      once more, with samples that the header calls IBM by mistake");
   command->callback([arguments] { scanFile(*arguments); });
 }
 

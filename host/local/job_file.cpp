@@ -11,6 +11,8 @@
 #include <sstream>
 #include <utility>
 
+#include "host/local/sample_format.h"
+
 namespace host::local {
 
 namespace {
@@ -272,7 +274,7 @@ JobFile readJobFile(const fs::path& file, MessageSink& messages) {
   checkSections(name, job);
 
   const Section survey(name, job, "survey", {"type", "units"});
-  const Section data(name, job, "data", {"input", "output", "primary_key", "allow_truncated"});
+  const Section data(name, job, "data", {"input", "output", "primary_key", "allow_truncated", "format"});
   const Section headers(name, job, "headers", HeaderLayout::knownNames());
   const Section database(name, job, "database", {"file"});
   const Section run(name, job, "run", {"threads", "scratch"});
@@ -280,19 +282,21 @@ JobFile readJobFile(const fs::path& file, MessageSink& messages) {
 
   const fs::path folder = file.parent_path();
   const bool is3D = survey.choice("type", "2D", {"2D", "3D"}) == "3D";
-  JobFile result{.file = file,
-                 .text = text,
-                 .is3D = is3D,
-                 .feet = survey.choice("units", "metres", {"metres", "feet"}) == "feet",
-                 .input = {.file = folder / data.path("input"),
-                           .layout = headerLayout(headers),
-                           .primaryKey = data.choice("primary_key", "CDP", {"CDP", "SG_CDP"}),
-                           .allowTruncated = data.flag("allow_truncated")},
-                 .output = {},
-                 .database = folder / database.path("file"),
-                 .threads = run.integer("threads", 0, 0),
-                 .scratch = {},
-                 .parameters = ParameterSet(name, is3D, parameterValues(parameters), messages)};
+  JobFile result{
+      .file = file,
+      .text = text,
+      .is3D = is3D,
+      .feet = survey.choice("units", "metres", {"metres", "feet"}) == "feet",
+      .input = {.file = folder / data.path("input"),
+                .layout = headerLayout(headers),
+                .primaryKey = data.choice("primary_key", "CDP", {"CDP", "SG_CDP"}),
+                .allowTruncated = data.flag("allow_truncated"),
+                .format = sampleFormatCode(data.choice("format", "", {"ibm", "ieee", "int32", "int16", "int8"}))},
+      .output = {},
+      .database = folder / database.path("file"),
+      .threads = run.integer("threads", 0, 0),
+      .scratch = {},
+      .parameters = ParameterSet(name, is3D, parameterValues(parameters), messages)};
   result.scratch = run.has("scratch") ? folder / run.path("scratch") : result.database.parent_path();
   if (data.has("output")) result.output = folder / data.path("output");
 

@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "host/wide.h"
 
@@ -80,39 +81,35 @@ KORVANE_WIDE void encodeWide(const float* in, int count, unsigned char* out) {
   }
 }
 
+struct Format {
+  int code, bytes;
+  const char *name, *key;
+};
+
+constexpr Format formats[] = {{SEGY_IBM_FLOAT_4_BYTE, 4, "IBM float", "ibm"},
+                              {SEGY_SIGNED_INTEGER_4_BYTE, 4, "32-bit integer", "int32"},
+                              {SEGY_SIGNED_SHORT_2_BYTE, 2, "16-bit integer", "int16"},
+                              {SEGY_IEEE_FLOAT_4_BYTE, 4, "IEEE float", "ieee"},
+                              {SEGY_SIGNED_CHAR_1_BYTE, 1, "8-bit integer", "int8"}};
+constexpr Format unknown{0, 0, "unknown", ""};
+
+const Format& formatOf(int code) {
+  const auto at = std::find_if(std::begin(formats), std::end(formats), [&](const Format& f) { return f.code == code; });
+  return at != std::end(formats) ? *at : unknown;
+}
+
 }  // namespace
 
-const char* sampleFormatName(int format) {
-  switch (format) {
-    case SEGY_IBM_FLOAT_4_BYTE:
-      return "IBM float";
-    case SEGY_SIGNED_INTEGER_4_BYTE:
-      return "32-bit integer";
-    case SEGY_SIGNED_SHORT_2_BYTE:
-      return "16-bit integer";
-    case SEGY_IEEE_FLOAT_4_BYTE:
-      return "IEEE float";
-    case SEGY_SIGNED_CHAR_1_BYTE:
-      return "8-bit integer";
-    default:
-      return "unknown";
-  }
+const char* sampleFormatName(int format) { return formatOf(format).name; }
+
+std::string sampleFormatKey(int format) { return formatOf(format).key; }
+
+int sampleFormatCode(const std::string& key) {
+  const auto at = std::find_if(std::begin(formats), std::end(formats), [&](const Format& f) { return key == f.key; });
+  return at != std::end(formats) ? at->code : 0;
 }
 
-int sampleBytes(int format) {
-  switch (format) {
-    case SEGY_IBM_FLOAT_4_BYTE:
-    case SEGY_SIGNED_INTEGER_4_BYTE:
-    case SEGY_IEEE_FLOAT_4_BYTE:
-      return 4;
-    case SEGY_SIGNED_SHORT_2_BYTE:
-      return 2;
-    case SEGY_SIGNED_CHAR_1_BYTE:
-      return 1;
-    default:
-      return 0;
-  }
-}
+int sampleBytes(int format) { return formatOf(format).bytes; }
 
 bool decodeSamples(int format, bool littleEndian, const unsigned char* in, int count, float* out) {
   return decodeWide(format, littleEndian != littleEndianMachine, in, count, out);

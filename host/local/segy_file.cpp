@@ -118,13 +118,21 @@ void SegyFile::readFileHeaders() {
     facts_.littleEndian = true;
     turned_ = turnedBytes(input_.layout);
   }
-  if (!makesSense()) {
-    refuse("is no SEG-Y file: the sample format in bytes 3225-3226 is " + std::to_string(asBigEndian) +
-           ", which means nothing in either byte order.");
+  if (!makesSense() && input_.format != 0) {
+    readBinary(SEGY_MSB);
+    facts_.littleEndian = false;
+  } else if (!makesSense()) {
+    refuse(
+        "is no SEG-Y file, or one without a sample format: bytes 3225-3226 have " + std::to_string(asBigEndian) +
+        ", which means nothing in either byte order. If it is one, name the format: `format = \"ibm\"` (or \"ieee\", " +
+        "\"int32\", \"int16\", \"int8\") in [data]; the file is then read as big endian.");
   }
+  facts_.statedFormat = facts_.format;
+  if (input_.format != 0) facts_.format = input_.format;
   if (sampleBytes(facts_.format) == 0) {
     refuse("sample format " + std::to_string(facts_.format) + " (bytes 3225-3226) cannot be read. Convert the file " +
-           "to IBM float (1), 32-bit integer (2), 16-bit integer (3), IEEE float (5) or 8-bit integer (8).");
+           "to IBM float (1), 32-bit integer (2), 16-bit integer (3), IEEE float (5) or 8-bit integer (8), or set " +
+           "`format` in [data] if it is in one of these.");
   }
   facts_.revision = binaryWord(facts_.binary, SEGY_BIN_SEGY_REVISION) & 0xffff;
 }
@@ -226,6 +234,15 @@ int SegyFile::read(int first, int count, unsigned char* out) const {
 void SegyFile::announce(int first, int count) const {
   const std::int64_t bytes = static_cast<std::int64_t>(traceBytes());
   posix_fadvise(descriptor_.number, firstTrace_ + first * bytes, count * bytes, POSIX_FADV_WILLNEED);
+}
+
+double SegyFile::value(const unsigned char* trace, HeaderField field) const {
+  unsigned char bytes[4];
+  const int count = bytesOf(field.format);
+  std::memcpy(bytes, trace + field.byte - 1, static_cast<std::size_t>(count));
+  if (facts_.littleEndian) std::reverse(bytes, bytes + count);
+  if (field.format == HeaderFormat::int16) return static_cast<std::int16_t>(loadBig16(bytes));
+  return fieldValue(loadBig32(bytes), field.format);
 }
 
 TraceHeader SegyFile::header(const unsigned char* trace) const {

@@ -19,7 +19,8 @@ struct SegyFacts {
   std::array<char, 400> binary{};  ///< big endian, whatever the file has
   bool littleEndian = false;
   int revision = 0;             ///< the word as it stands, 0x0100 for revision 1
-  int format = 0;               ///< sample format code
+  int format = 0;               ///< sample format code in use
+  int statedFormat = 0;         ///< that of the binary header
   int extraTexts = 0;           ///< extended text headers
   int samples = 0;              ///< per trace
   int interval = 0;             ///< microseconds
@@ -30,8 +31,9 @@ struct SegyFacts {
 /// A SEG-Y file of revision 0 or 1, opened for reading. Every size is checked against the size of the file when it is
 /// opened. Traces are numbered from 0 here and from 1 in messages. Errors are RunError with file, trace and value.
 ///
-/// The byte order is the one in which the sample format makes sense. Samples per trace and sample interval come from
-/// the binary header or, where that cannot be right, from the first trace header.
+/// The byte order is the one in which the sample format makes sense, big endian where it makes none and is given.
+/// Samples per trace and sample interval come from the binary header or, where that cannot be right, from the first
+/// trace header.
 class SegyFile {
  public:
   SegyFile(const SegyInput& input, MessageSink& messages);
@@ -47,6 +49,8 @@ class SegyFile {
   /// Has the system fetch neighbouring traces that are read soon.
   void announce(int first, int count) const;
 
+  /// Value of any field of a trace that was read, as the file holds it.
+  double value(const unsigned char* trace, HeaderField field) const;
   /// Header of a trace that was read, in big-endian order.
   TraceHeader header(const unsigned char* trace) const;
   /// Samples of a trace that was read, decoded as in sample_format.h; whether all are finite.

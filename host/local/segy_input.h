@@ -34,6 +34,7 @@ struct SegyInput {
   HeaderLayout layout;
   std::string primaryKey = "CDP";  ///< "CDP" or "SG_CDP"
   bool allowTruncated = false;
+  int format = 0;  ///< sample format code in place of the one in the file; 0: as in the file
 };
 
 /// The 240 bytes in front of a trace, big endian.

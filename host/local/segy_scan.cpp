@@ -1,21 +1,17 @@
 #include "host/local/segy_scan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <limits>
-#include <set>
-#include <sstream>
 
-#include "host/local/big_endian.h"
-#include "host/local/parameter_set.h"
 #include "host/local/trace_stream.h"
 
 namespace host::local {
 
 namespace {
 
-constexpr int measurementByte = 3255;
-constexpr int feet = 2;
+constexpr HeaderField elevationScalarField{69, HeaderFormat::int16}, delayField{109, HeaderFormat::int16};
 
 void extend(HeaderRange& range, double value) {
   // std::fmin and std::fmax pass over values that are no number.
@@ -35,109 +31,20 @@ std::vector<HeaderRange> emptyRanges(const HeaderLayout& layout) {
   return ranges;
 }
 
-void countEnsembles(const std::map<int, int>& tracesOfKey, SegyScan& scan) {
-  scan.ensembles = static_cast<int>(tracesOfKey.size());
-  scan.firstKey = tracesOfKey.begin()->first;
-  scan.lastKey = tracesOfKey.rbegin()->first;
-  int most = 0;
-  for (const auto& [key, traces] : tracesOfKey) {
-    ++scan.folds[traces];
-    if (traces > most) {
-      most = traces;
-      scan.largestKey = key;
-    }
+/// Every trace of a file of usual size, traces at equal distances of a larger one.
+class Choice {
+ public:
+  Choice(const SegyFacts& facts, const ScanLimits& limits)
+      : traces_(facts.traces),
+        chosen_(facts.bytes <= limits.wholeBytes ? facts.traces : std::min(facts.traces, limits.sampledTraces)) {}
+
+  bool has(std::int64_t trace) const {
+    return trace == 0 || trace * chosen_ / traces_ != (trace - 1) * chosen_ / traces_;
   }
-}
 
-/// A basic TOML string.
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char c : text) {
-    const unsigned char code = static_cast<unsigned char>(c);
-    if (code < 0x20 || code == 0x7f) {
-      constexpr char digits[] = "0123456789abcdef";
-      result += "\\u00";
-      result += digits[code >> 4];
-      result += digits[code & 15];
-    } else {
-      if (c == '"' || c == '\\') result += '\\';
-      result += c;
-    }
-  }
-  return result + "\"";
-}
-
-bool isFeet(const SegyFacts& facts) {
-  const unsigned char word[] = {static_cast<unsigned char>(facts.binary[measurementByte - 3201]),
-                                static_cast<unsigned char>(facts.binary[measurementByte - 3200])};
-  return loadBig16(word) == feet;
-}
-
-bool varies(const SegyScan& scan, const std::string& name) { return !scan.header(name).constant(); }
-
-/// The fold that three quarters of the ensembles reach.
-int usualFold(const SegyScan& scan) {
-  int below = 0;
-  for (const auto& [fold, ensembles] : scan.folds) {
-    below += ensembles;
-    if (4 * below > scan.ensembles) return fold;
-  }
-  return 1;
-}
-
-/// `KEY = value      # remark`
-void line(std::ostream& out, const std::string& key, const std::string& value, const std::string& remark = {}) {
-  std::string text = key + std::string(std::max<std::size_t>(key.size(), 11) - key.size(), ' ') + " = " + value;
-  if (!remark.empty())
-    text += std::string(std::max<std::size_t>(text.size() + 1, 34) - text.size(), ' ') + "# " + remark;
-  out << text << '\n';
-}
-
-void headerLines(std::ostream& out, const SegyScan& scan) {
-  out << "\n[headers]                         # bytes from 1; int32 unless a table says otherwise\n";
-  const HeaderLayout usual;
-  for (const HeaderRange& header : scan.headers) {
-    const auto at = usual.fields.find(header.name);
-    if (at != usual.fields.end() && at->second == header.field && header.name != "CDP") continue;
-    line(out, header.name,
-         "{ byte = " + std::to_string(header.field.byte) + ", format = \"" + nameOf(header.field.format) + "\" }");
-  }
-}
-
-/// Values that the file asks for, as they stand in a job file.
-std::map<std::string, std::string> fittingValues(const SegyScan& scan, bool threeD) {
-  std::map<std::string, std::string> values{{"VELNAME", "\"initial\""}, {"VELNAMO", "\"refined\""}};
-  const auto range = [&](const char* least, const char* greatest, const char* name) {
-    values[least] = std::to_string(wholeNumber(scan.header(name).least));
-    values[greatest] = std::to_string(wholeNumber(scan.header(name).greatest));
-  };
-  if (threeD) {
-    range("MINILINE", "MAXILINE", "ILINE_NO");
-    range("MINXLINE", "MAXXLINE", "XLINE_NO");
-  } else {
-    range("MINCDP", "MAXCDP", "CDP");
-  }
-  // a revision takes as many neighbours as a gather takes traces, and an end of a line has half a neighbourhood
-  values["FOLD"] = std::to_string(std::clamp(usualFold(scan) / 2, 1, 4));
-  if (scan.input.layout.fields.contains("NA_STAT")) values["STATIC"] = "1";
-  return values;
-}
-
-/// Every parameter that a run with a fixed window, no sectors and an output table reads.
-void parameterLines(std::ostream& out, const SegyScan& scan, bool threeD) {
-  const std::set<ReadWhen> read{ReadWhen::always,      threeD ? ReadWhen::survey3D : ReadWhen::survey2D,
-                                ReadWhen::fixedWindow, ReadWhen::stackOutput,
-                                ReadWhen::outputTable, ReadWhen::ordinaryTable};
-  const std::map<std::string, std::string> fitting = fittingValues(scan, threeD);
-  for (const ParameterKey& key : parameterKeys()) {
-    if (!read.contains(key.when)) continue;
-    const auto at = fitting.find(key.name);
-    const bool text = key.type == ParameterType::text;
-    const std::string value = at != fitting.end() ? at->second : text ? quoted(key.fallback) : key.fallback;
-    const std::string unit = *key.unit == '\0' ? "" : std::string(key.unit) + ": ";
-    line(out, key.name, value, unit + key.about);
-  }
-}
+ private:
+  std::int64_t traces_, chosen_;
+};
 
 }  // namespace
 
@@ -147,62 +54,59 @@ const HeaderRange& SegyScan::header(const std::string& name) const {
   return *at;
 }
 
-SegyScan scanSegy(const SegyInput& input, MessageSink& messages) {
+int SegyScan::otherFormat() const {
+  const int seen = samples.words.format().value_or(facts.format);
+  return seen == facts.format ? 0 : seen;
+}
+
+SegyScan scanSegy(const SegyInput& input, MessageSink& messages, const ScanLimits& limits) {
   SegyScan scan;
   scan.input = input;
   scan.input.allowTruncated = true;
-  scan.headers = emptyRanges(input.layout);
-  const HeaderField key = scan.header(input.primaryKey).field;
-  const HeaderField code = scan.header("TRC_TYPE").field;
-
   SegyFile file(scan.input, messages);
   scan.facts = file.facts();
-  std::vector<float> samples(static_cast<std::size_t>(scan.facts.samples));
-  std::map<int, int> tracesOfKey;
+  scan.survey = surveyHeaders(HeaderSample(file, limits.judgedHeaders), input.layout);
+  scan.input.layout = scan.survey.layout;
+  scan.headers = emptyRanges(scan.input.layout);
+  const auto field = [&](const std::string& name) { return scan.header(name).field; };
+  const HeaderField key = field(input.primaryKey), code = field("TRC_TYPE"), scalar = field("COORD_SCALAR");
+  const HeaderField offset = field("OFFSET"), lengths = field("SAMPLES"), intervals = field("INTERVAL");
+  const HeaderField spots[] = {field("SOU_X"), field("SOU_Y"), field("REC_X"), field("REC_Y")};
+
+  const Choice choice(scan.facts, limits);
+  SampleSurvey samples(file);
+  EnsembleSurvey ensembles;
   const TraceRun whole{0, 1, file.traces()};
   TraceStream stream(file, {&whole, 1});
-  int previousKey = std::numeric_limits<int>::min();
   for (int trace = 0; trace < file.traces(); ++trace) {
     const unsigned char* bytes = stream.next();
-    const TraceHeader header = file.header(bytes);
-    const bool finite = file.samples(bytes, samples.data());
-    for (HeaderRange& range : scan.headers) extend(range, readField(header, range.field));
+    const auto whole32 = [&](HeaderField at) { return wholeNumber(file.value(bytes, at)); };
+    for (HeaderRange& range : scan.headers) extend(range, file.value(bytes, range.field));
+    for (HeaderFinding& finding : scan.survey.findings) {
+      const double value = file.value(bytes, finding.field);
+      finding.least = std::fmin(finding.least, value);
+      finding.greatest = std::fmax(finding.greatest, value);
+    }
+    std::uint64_t spot = 0;
+    for (const HeaderField& at : spots)
+      spot = spot * 0x9e3779b97f4a7c15 + std::bit_cast<std::uint64_t>(file.value(bytes, at));
+    ensembles.look(trace, whole32(key), file.value(bytes, offset), spot);
 
-    const int keyValue = wholeNumber(readField(header, key));
-    const int codeValue = wholeNumber(readField(header, code));
-    ++tracesOfKey[keyValue];
-    ++scan.traceCodes[codeValue];
-    scan.inOrder = scan.inOrder && keyValue >= previousKey;
-    previousKey = keyValue;
-    scan.liveTraces += finite && isLive(codeValue);
-    if (!finite && scan.notFiniteTraces++ == 0) scan.firstNotFinite = trace + 1;
+    ++scan.traceCodes[whole32(code)];
+    ++scan.coordinateScalars[whole32(scalar)];
+    ++scan.elevationScalars[whole32(elevationScalarField)];
+    ++scan.delays[whole32(delayField)];
+    const int length = whole32(lengths) & 0xffff, interval = whole32(intervals);
+    if ((length != 0 && length != scan.facts.samples) || (interval != 0 && interval != scan.facts.interval)) {
+      scan.otherSampling.count(trace);
+    }
+    const bool live = isLive(whole32(code));
+    const bool finite = !choice.has(trace) || samples.look(trace, bytes, file.value(bytes, offset), live);
+    scan.liveTraces += live && finite;
   }
-  countEnsembles(tracesOfKey, scan);
+  scan.samples = samples.take();
+  scan.ensembles = ensembles.take();
   return scan;
-}
-
-std::string suggestJob(const SegyScan& scan) {
-  const bool threeD = varies(scan, "ILINE_NO") && varies(scan, "XLINE_NO");
-  std::ostringstream out;
-  out << "[survey]\n";
-  line(out, "type", threeD ? "\"3D\"" : "\"2D\"");
-  line(out, "units", isFeet(scan.facts) ? "\"feet\"" : "\"metres\"", "length unit of offsets and velocities");
-
-  out << "\n[data]\n";
-  line(out, "input", quoted(std::filesystem::absolute(scan.input.file).string()));
-  line(out, "output", quoted(scan.input.file.stem().string() + "_velocities.sgy"));
-  line(out, "primary_key", quoted(scan.input.primaryKey));
-  if (scan.facts.strayBytes > 0) line(out, "allow_truncated", "true", "the file ends inside a trace");
-
-  headerLines(out, scan);
-  if (!threeD && !varies(scan, "CDP")) out << "# CDP is the same on every trace: give the byte where it stands\n";
-
-  out << "\n[database]\n";
-  line(out, "file", quoted(scan.input.file.stem().string() + ".db"));
-
-  out << "\n[parameters]\n";
-  parameterLines(out, scan, threeD);
-  return out.str();
 }
 
 }  // namespace host::local

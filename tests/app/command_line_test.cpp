@@ -162,6 +162,30 @@ TEST_F(SurveyRun, AJobThatScanSuggestsRunsOnceItsTableIsThere) {
   EXPECT_TRUE(fs::exists(path("gathers_velocities.sgy")));
 }
 
+TEST_F(SurveyRun, AScanNamesTheWrongFormatAndTheMovedHeaderAndItsJobGivesTheSameTable) {
+  std::string bytes = contents("gathers.sgy");
+  const std::size_t traceBytes = (bytes.size() - 3600) / 96;
+  for (std::size_t at = 3600; at < bytes.size(); at += traceBytes) {  // CDP from byte 21 to 205
+    bytes.replace(at + 204, 4, bytes.substr(at + 20, 4));
+    bytes.replace(at + 20, 4, std::string(4, '\0'));
+  }
+  bytes[3225] = 1;
+  save("odd.sgy", bytes);
+  const std::string report = done({"scan", path("odd.sgy"), "--job", path("odd.toml")});
+  expectParts(report, {"the header says format 1", "Looks like      IEEE float, BUT IS READ AS IBM float", "205  int32",
+                       "CDP is taken from byte 205", "In the way of a run:", "`format = \"ieee\"`"});
+  expectParts(contents("odd.toml"), {"format      = \"ieee\"", "CDP         = 205 ", "a guess: "});
+  expectParts(done({"scan", path("odd.sgy"), "--format", "ieee"}), {"Nothing was found that keeps a run"});
+  done({"scan", path("gathers.sgy"), "--job", path("gathers.toml")});
+  for (const std::string name : {"gathers", "odd"}) {
+    done({"table", "import", path(name + ".db"), "VEL", "initial", path("start.csv")});
+    done({"run", path(name + ".toml")});
+  }
+  EXPECT_EQ(done({"table", "export", path("odd.db"), "VEL", "refined"}),
+            done({"table", "export", path("gathers.db"), "VEL", "refined"}));
+  EXPECT_EQ(call({"scan", path("odd.sgy"), "--format", "ebcdic"}).status, 2);
+}
+
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
   const std::string before = contents("gathers.sgy");
   refused({"synth", folder.string(), "--seed", "2"}, folder.string());

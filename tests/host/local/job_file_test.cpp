@@ -80,6 +80,7 @@ TEST_F(JobFileTest, AMistakeIsNamedWithFileLineKeyFoundAndExpected) {
       {"output = \"out.sgy\"", "output = \"\"", "[data] output = \"\": expected a file or folder name in quotes"},
       {"primary_key = \"CDP\"", "primary_key = \"SG_CDP\"",
        "[data] primary_key = \"SG_CDP\": expected a header whose byte is known; [headers] gives none"},
+      {"primary_key = \"CDP\"", "format = \"ebcdic\"", "[data] format = \"ebcdic\": expected \"ibm\" or \"ieee\""},
       {"primary_key = \"CDP\"", "allow_truncated = 1", "[data] allow_truncated = 1: expected true or false"},
       {"OFFSET = 37", "OFFSET = 238", "[headers] OFFSET = 238: expected " + byte},
       {"OFFSET = 37", "TR_FOLD = 240", "[headers] TR_FOLD = 240: expected a byte from 1 to 239"},

@@ -4,6 +4,7 @@
 #include <random>
 
 #include "host/local/segy_scan.h"
+#include "host/local/suggested_job.h"
 #include "segy_image.h"
 
 namespace host::local {
@@ -160,6 +161,13 @@ TEST_F(SegyTest, WhatCannotBeReadIsNamedWithWhatToDo) {
     odd[std::size_t(at)] = char(value);
     expectRefused(odd, {what});
   }
+  std::string unset = whole;
+  unset[3225] = 0;
+  expectRefused(unset, {"3225-3226 have 0", "`format = \"ibm\"`"});
+  input.format = 5;
+  writeFile(input.file, unset);
+  EXPECT_EQ(SegyData(input, warnings).traces(), 1);
+  input.format = 0;
   input.primaryKey = "SG_CDP";
   expectRefused(whole, {"\"SG_CDP\"", "[headers]"});
   input.layout.fields["SG_CDP"] = {197, HeaderFormat::float32};

@@ -32,7 +32,8 @@ struct SegyImage {
   int revision = 0x0100;
   int samples = 4;
   int interval = 2000;
-  int extraTexts = 0;  // as the binary header counts them
+  int measurement = 1;  // metres
+  int extraTexts = 0;   // as the binary header counts them
   std::vector<Trace> traces = {};
 
   /// A live trace of the CDP whose samples all have the given value; a field that comes again overwrites.
@@ -46,8 +47,12 @@ struct SegyImage {
 
   std::string bytes() const {
     std::string all(3200, '\x40'), binary(400, '\0');
-    for (const auto& [byte, value] :
-         {std::pair{17, interval}, {21, samples}, {25, format}, {301, revision}, {305, extraTexts}}) {
+    for (const auto& [byte, value] : {std::pair{17, interval},
+                                      {21, samples},
+                                      {25, format},
+                                      {55, measurement},
+                                      {301, revision},
+                                      {305, extraTexts}}) {
       putWord(binary, byte, std::uint64_t(value), 2);
     }
     all += binary;
