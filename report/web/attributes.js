@@ -5,7 +5,7 @@ function fillAttributes(section, report) {
   const lines = attributes?.lines ?? [];
   const crossplot = attributes?.crossplot;
   if (!lines.length && !crossplot) {
-    section.append(paragraph(attributes?.note ?? 'No attributes were written.', 'note'));
+    section.append(paragraph(attributes?.note ?? 'The report holds no attributes.', 'note'));
     return;
   }
   const state = {line: 0};
@@ -25,10 +25,10 @@ function fillAttributes(section, report) {
     });
   };
   const maps = [
-    map('Intercept A', 'intercept', 'The intercept was not written.', {unit: 'A, amplitude', text: 'A %{z:.3g}'}),
-    map('Gradient B', 'gradient', 'The gradient was not written.', {unit: 'B, amplitude', text: 'B %{z:.3g}'}),
-    map('Velocity ratio of the last revision', 'ratio', 'The velocity ratio was not written.',
-      {unit: 'ratio − 1, %', text: 'revised by %{z:+.2f} %', shift: 1, factor: 100}),
+    map('Intercept A', 'intercept', 'The intercept was not written.', {unit: '', text: 'A %{z:.3g}'}),
+    map('Gradient B', 'gradient', 'The gradient was not written.', {unit: '', text: 'B %{z:.3g}'}),
+    map('Velocity ratio of the last revision, less 1', 'ratio', 'The velocity ratio was not written.',
+      {unit: '%', text: 'revised by %{z:+.2f} %', shift: 1, factor: 100}),
   ];
   linkCharts(maps, ['xaxis', 'yaxis']);
   const cross = new Chart('Crossplot of A and B', () => null, () => {

@@ -7,6 +7,10 @@ const watcher = new IntersectionObserver((entries) => {
   for (const entry of entries) if (entry.isIntersecting) entry.target.chart.show();
 }, {rootMargin: '300px'});
 
+const sizes = new ResizeObserver((entries) => {
+  for (const {target} of entries) if (target.chart.drawn && target.clientWidth !== target.chart.width) target.chart.render();
+});
+
 /**
  * A figure with a caption. `load` promises what `draw` takes; `draw` gives {data, layout} of the library, or a string
  * that says why there is nothing to draw.
@@ -19,8 +23,10 @@ class Chart {
     this.caption = element('figcaption', {}, title);
     this.figure = element('figure', {class: style, 'aria-label': title}, this.caption, this.plot);
     this.figure.chart = this;
+    this.plot.chart = this;
     charts.push(this);
     watcher.observe(this.figure);
+    sizes.observe(this.plot);
   }
 
   /** Draws the chart for the first time. */
@@ -64,11 +70,13 @@ class Chart {
       return;
     }
     if (!this.drawn) this.plot.replaceChildren();
-    Plotly.react(this.plot, drawing.data, dressed(drawing.layout), {
-      responsive: true, displaylogo: false, doubleClick: 'reset', modeBarButtonsToRemove: ['select2d', 'lasso2d', 'autoScale2d'],
+    const {clientWidth: width, clientHeight: height} = this.plot;
+    Plotly.react(this.plot, drawing.data, {...dressed(drawing.layout), width, height}, {
+      displaylogo: false, doubleClick: 'reset', modeBarButtonsToRemove: ['select2d', 'lasso2d', 'autoScale2d'],
     });
     if (!this.drawn) this.listen?.();
     this.drawn = true;
+    this.width = width;
   }
 }
 
@@ -105,7 +113,7 @@ function heatmap({x, y, z, scale, range, unit, text, bar = true}) {
   return {
     type: 'heatmap', x, y, z, colorscale: scale, zmin: range[0], zmax: range[1], zsmooth: many ? 'fast' : false,
     hovertemplate: `${text}<extra></extra>`, hoverongaps: false, showscale: bar,
-    colorbar: {title: {text: unit, side: 'right'}, thickness: 10, outlinewidth: 0, xpad: 6, ypad: 0, len: 1, tickformat: '~g'},
+    colorbar: {title: {text: unit, side: 'top'}, thickness: 10, outlinewidth: 0, xpad: 6, ypad: 0, len: 1, tickformat: '~g'},
   };
 }
 

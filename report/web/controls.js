@@ -13,6 +13,14 @@ function element(name, attributes = {}, ...children) {
 
 const paragraph = (text, style = null) => element('p', {class: style}, text);
 
+let named = 0;
+
+/** A control behind its label. */
+function labelled(label, control, ...more) {
+  control.id = `control-${++named}`;
+  return element('span', {class: 'control'}, element('label', {for: control.id}, label), control, ...more);
+}
+
 /** A choice among [value, text] pairs, bound to state[key]. */
 function choice(label, state, key, options, changed) {
   const select = element('select', {
@@ -22,12 +30,12 @@ function choice(label, state, key, options, changed) {
     },
   }, ...options.map(([value, text]) => element('option', {value}, text)));
   select.value = state[key];
-  return element('label', {class: 'control'}, label, select);
+  return labelled(label, select);
 }
 
 /** A slider over 0 .. count - 1, bound to state[key]; `text` names a position in words. */
 function slider(label, state, key, count, text, changed) {
-  const words = element('output', {}, text(state[key]));
+  const words = element('output', {}, text(state[key]));  // read out as the value of the slider
   const input = element('input', {
     type: 'range', min: 0, max: count - 1, value: state[key],
     oninput: () => {
@@ -38,7 +46,7 @@ function slider(label, state, key, count, text, changed) {
     },
   });
   input.setAttribute('aria-valuetext', words.textContent);
-  return element('label', {class: 'control slider'}, label, input, words);
+  return labelled(label, input, words);
 }
 
 /** A choice of azimuth sector; nothing where there is only one. */
@@ -47,10 +55,12 @@ function sectorChoice(report, state, changed) {
   return [choice('Azimuth sector', state, 'sector', report.sectors.map((name, i) => [i, `${name}°`]), changed)];
 }
 
-/** A table from head and rows; the first column heads its row. */
-function table(caption, head, rows) {
-  const cell = (text, i) => element(i ? 'td' : 'th', i ? {} : {scope: 'row'}, `${text ?? ''}`);
-  return element('div', {class: 'scroll'}, element('table', {},
+/** A table from rows, with a head where there is one; the first column heads its row, the last fills a shorter row. */
+function table(caption, rows, {head = null, style = ''} = {}) {
+  const columns = Math.max(...rows.map((row) => row.length));
+  const cell = (text, i, row) => (i ? element('td', {colspan: i === row.length - 1 ? columns - i : null}, `${text}`)
+    : element('th', {scope: 'row'}, `${text}`));
+  return element('div', {class: `scroll ${style}`}, element('table', {},
     element('caption', {}, caption),
     ...(head ? [element('thead', {}, element('tr', {}, ...head.map((text) => element('th', {scope: 'col'}, text))))] : []),
     element('tbody', {}, ...rows.map((row) => element('tr', {}, ...row.map(cell))))));

@@ -3,17 +3,20 @@
 function fillConvergence(section, report) {
   const {convergence} = report;
   if (!convergence || !(convergence.passes?.length || convergence.revision || convergence.reason || convergence.flatness?.length)) {
-    section.append(paragraph(convergence?.note ?? 'No revision was made.', 'note'));
+    section.append(paragraph(convergence?.note ?? 'The report holds no figures of convergence.', 'note'));
     return;
   }
   const passes = convergence.passes ?? [];
-  const state = {sector: 0, pass: Math.max(0, (convergence.revision?.shape[0] ?? passes.length) - 1)};
+  const state = {sector: 0, range: 'all', pass: Math.max(0, (convergence.revision?.shape[0] ?? passes.length) - 1)};
   const sized = revisionMap(report, state);
   const reasoned = reasonMap(report, state);
   const controls = sectorChoice(report, state, () => [sized, reasoned.chart].forEach((at) => at.refresh()));
   const count = convergence.revision?.shape[0] ?? 0;
   if (count > 1) {
     controls.unshift(slider('Pass', state, 'pass', count, (at) => `${passes[at]?.pass ?? at + 1} of ${count}`, () => sized.refresh()));
+    if (report.grid.kind === '3D') {
+      controls.push(choice('Colours over', state, 'range', [['all', 'all passes'], ['pass', 'this pass']], () => sized.refresh()));
+    }
   }
   if (convergence.note) section.append(paragraph(convergence.note, 'note'));
   section.append(
@@ -46,13 +49,16 @@ function revisionMap({convergence, grid}, state) {
     if (!revision) return 'The revisions of the passes were not recorded.';
     const sector = Math.min(state.sector, revision.shape[1] - 1);
     const top = Math.max(revision.max, 1e-6);
-    if (grid.kind === '3D') return overGrid(grid, revision.cut([state.pass, sector, null, null]), {
-      scale: scales.velocity(), range: [0, top], unit: '%', text: 'revised by %{z:.2f} %'});
+    if (grid.kind === '3D') {
+      const rows = revision.cut([state.pass, sector, null, null]);
+      const largest = state.range === 'all' ? top : quantile(rows.flatMap((row) => [...row]), 1) || top;
+      return overGrid(grid, rows, {scale: scales.velocity(), range: [0, largest], unit: '%', text: 'revised by %{z:.2f} %'});
+    }
     const passes = [...Array(revision.shape[0]).keys()];
     const curve = (pass, line) => ({type: 'scatter', mode: 'lines', x: grid.crosslines, y: revision.cut([pass, sector, 0, null]), line,
       hovertemplate: `CDP %{x}<br>pass ${pass + 1}: %{y:.2f} %<extra></extra>`});
     return {
-      data: [...passes.filter((pass) => pass !== state.pass).map((pass) => curve(pass, {color: colour('category-0'), width: 1})),
+      data: [...passes.filter((pass) => pass !== state.pass).map((pass) => curve(pass, {color: colour('faint'), width: 1})),
         curve(state.pass, {color: colour('after'), width: 2})],
       layout: {xaxis: {title: titled('CDP')}, yaxis: {title: titled('RMS revision, %'), range: [0, 1.05 * top]}, uirevision: 'revision'},
     };
@@ -75,7 +81,7 @@ function reasonMap({convergence, grid, sectors}, state) {
     const look = {scale: steps(reasons.length), range: [-0.5, reasons.length - 0.5], unit: '', bar: false, text: '%{customdata}'};
     const drawing = grid.kind === '3D' ? overGrid(grid, rows, look) : {
       data: [heatmap({x: grid.crosslines, y: sectors.map((name) => (name ? `${name}°` : 'line')), z: rows, ...look, text: `CDP %{x}<br>${look.text}`})],
-      layout: {margin: {l: 72}, xaxis: {title: titled('CDP'), showgrid: false}, yaxis: {type: 'category', showgrid: false,
+      layout: {margin: sectors.length > 1 ? {l: 84} : {}, xaxis: {title: titled('CDP'), showgrid: false}, yaxis: {type: 'category', showgrid: false,
         ...(sectors.length > 1 ? {title: titled('Azimuth sector')} : {showticklabels: false, ticks: ''})}},
     };
     drawing.data[0].customdata = rows.map((row) => Array.from(row, (value) => reasons[value] ?? ''));
@@ -118,7 +124,7 @@ function flatnessScatter(flatness) {
 
 /** Flatness along a line, or its change over a grid. */
 function flatnessPlaces({convergence: {flatness}, grid}) {
-  const title = grid.kind === '3D' ? 'Change of flatness over the grid' : 'Flatness along the line';
+  const title = grid.kind === '3D' ? 'Change of flatness over the grid, semblance after less before' : 'Flatness along the line';
   return new Chart(title, () => null, () => {
     if (!flatness?.length) return UNMEASURED;
     if (grid.kind === '3D') {
@@ -129,7 +135,7 @@ function flatnessPlaces({convergence: {flatness}, grid}) {
           customdata: flatness.map((at, i) => [at.cdp, change[i]]),
           hovertemplate: 'CDP %{customdata[0]}<br>Inline %{y}, crossline %{x}<br>semblance %{customdata[1]:+.3f}<extra></extra>',
           marker: {size: 9, color: change, colorscale: scales.diverging(), cmin: -width, cmax: width, line: {width: 0.5, color: colour('muted')},
-            colorbar: {title: {text: 'Semblance, after − before', side: 'right'}, thickness: 10, outlinewidth: 0, ypad: 0, len: 1}}}],
+            colorbar: {thickness: 10, outlinewidth: 0, ypad: 0, len: 1}}}],
         layout: {xaxis: {title: titled('Crossline')}, yaxis: {title: titled('Inline')}},
       };
     }

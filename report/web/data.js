@@ -76,9 +76,9 @@ function spreadAroundZero(values) {
   return decade * [1, 1.5, 2, 3, 5, 7, 10].find((round) => round * decade >= width * 0.999);
 }
 
-/** A number for the eye: grouped thousands, a true minus sign, nothing for a missing value. */
+/** A number for the eye: thousands grouped from 10,000, a true minus sign, a dash for a missing value. */
 function figure(value, digits = 0, sign = 'auto') {
   if (!Number.isFinite(value)) return '–';
-  const options = {minimumFractionDigits: digits, maximumFractionDigits: digits, signDisplay: sign};
+  const options = {minimumFractionDigits: digits, maximumFractionDigits: digits, signDisplay: sign, useGrouping: 'min2'};
   return value.toLocaleString('en', options).replace('-', '−');
 }

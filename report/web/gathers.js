@@ -19,7 +19,7 @@ function fillGathers(section, report) {
     const wiggles = state.display === 'wiggle';
     const data = wiggles ? wigglesOf(panel, view.times, view.loud / GAINS[state.gain])
       : [heatmap({x: positions, y: view.times, z: transposed(panel.traces), scale: scales.diverging(),
-        range: [-1, 1].map((end) => (end * view.loud) / GAINS[state.gain]), unit: 'Amplitude', bar: false,
+        range: [-1, 1].map((end) => (end * view.loud) / GAINS[state.gain]), unit: '', bar: false,
         text: `${panel.title} %{customdata}<br>Time %{y} ms<br>Amplitude %{z:.3g}`})];
     if (!wiggles) data[0].customdata = view.times.map(() => labels);
     for (const limit of panel.limits) {
@@ -52,8 +52,8 @@ function fillGathers(section, report) {
     const {semblance} = gather();
     if (!values) return 'The semblance of this gather was not computed.';
     const map = heatmap({x: semblance.velocities, y: timesOf(semblance.times), z: transposed(values.cut([null, null])),
-      scale: scales.semblance(), range: [0, values.max], unit: 'Semblance',
-      text: `Velocity %{x:,.0f} ${speed}<br>Time %{y} ms<br>Semblance %{z:.2f}`});
+      scale: scales.semblance(), range: [0, values.max], unit: '',
+      text: `Velocity %{x:.0f} ${speed}<br>Time %{y} ms<br>Semblance %{z:.2f}`});
     return {data: [map, ...functionLines(gather().functions, speed, true)],
       layout: functionAxes({range: [semblance.velocities[0], semblance.velocities.at(-1)], showgrid: false})};
   });
@@ -63,8 +63,12 @@ function fillGathers(section, report) {
   linkCharts(shown, ['yaxis']);
 
   const words = element('p', {'aria-live': 'polite'}, flatnessInWords(gather()));
+  const limits = () => (gather().angles && gather().angleLimits
+    ? `Dotted lines mark the angle limits, ${gather().angleLimits.map((angle) => `${angle}°`).join(' and ')}.` : '');
+  const hint = paragraph(limits(), 'hint');
   const refresh = () => {
     pending = null;
+    hint.textContent = limits();
     words.textContent = flatnessInWords(gather());
     shown.forEach((at) => at.refresh());
   };
@@ -78,7 +82,7 @@ function fillGathers(section, report) {
       slider('Gain', state, 'gain', GAINS.length, (at) => `× ${GAINS[at]}`, refresh)),
     words,
     element('div', {class: 'panels gather'}, ...shown.map((at) => at.figure)),
-    paragraph('Dotted lines mark the angle limits. Traces are in order of offset.', 'hint'));
+    hint);
 
   /** What the panels of a gather show. */
   async function prepareGather(at, along) {
@@ -122,7 +126,7 @@ function offsetPanel(at, traces, angles, times, unit) {
   const sorted = angles && order.map((i) => angles[i]);
   return {
     title: `Offset, ${unit}`, traces: order.map((i) => traces[i]), positions: [...order.keys()],
-    labels: order.map((i) => figure(Math.abs(at.offsets[i]))),
+    labels: order.map((i) => `${Math.round(Math.abs(at.offsets[i]))}`),
     limits: !sorted || !at.angleLimits ? [] : at.angleLimits.map((angle) =>
       ({angle, x: times.map((_, j) => crossing(sorted.map((row) => row[j]), angle)), y: times})),
   };
@@ -196,7 +200,7 @@ function functionLines(functions, speed, edged = false) {
   const y = timesOf(functions.times);
   return [['before', 'dash'], ['after', 'solid']].filter(([key]) => functions[key]).flatMap(([key, dash]) => {
     const line = {type: 'scatter', mode: 'lines', name: key, x: functions[key], y, line: {color: colour(key), width: 2, dash},
-      hovertemplate: `${key} %{x:,.0f} ${speed}<br>Time %{y} ms<extra></extra>`};
+      hovertemplate: `${key} %{x:.0f} ${speed}<br>Time %{y} ms<extra></extra>`};
     const edge = {...line, line: {color: colour('surface'), width: 5}, hoverinfo: 'skip', hovertemplate: null};
     return edged ? [edge, line] : [line];
   });

@@ -9,7 +9,7 @@ function fillSummary(section, report) {
       element('h3', {}, report.warnings.length === 1 ? 'One warning' : `${report.warnings.length} warnings`),
       element('ul', {}, ...report.warnings.map((text) => element('li', {}, text)))));
   }
-  const tables = report.summary.map(({heading, rows}) => table(heading, null, rows));
+  const tables = report.summary.map(({heading, rows}) => table(heading, rows));
   if (convergence?.passes?.length) tables.push(passTable(convergence.passes));
   section.append(element('div', {class: 'tables'}, ...tables));
   section.append(paragraph(`Velocities in ${units.velocity}, offsets in ${units.length}, times in ms.`, 'hint'));
@@ -36,7 +36,7 @@ function keyFigures({passes, flatness}) {
 
 function passTable(passes) {
   const head = ['Pass', 'Time, s', 'Traces', 'Functions revised', 'Mean revision, %', 'RMS revision, %', 'Samples at a limit, %'];
-  return table('Passes', head, passes.map((at) => [
-    at.pass, figure(at.seconds, 1), figure(at.traces), figure(at.revised), figure(at.mean, 2, 'exceptZero'),
-    figure(at.rms, 2), figure(100 * at.limited, 1)]));
+  const rows = passes.map((at) => [at.pass, figure(at.seconds, 1), figure(at.traces), figure(at.revised),
+    figure(at.mean, 2, 'exceptZero'), figure(at.rms, 2), figure(100 * at.limited, 1)]);
+  return table('Passes', rows, {head, style: 'numbers'});
 }

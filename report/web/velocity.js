@@ -47,7 +47,7 @@ function fillVelocity(section, report) {
     };
   });
   const speed = (title, key) =>
-    chart(title, key, scales.velocity, () => view.range ?? scale.velocity, unit, `%{z:,.0f} ${unit}`);
+    chart(title, key, scales.velocity, () => view.range ?? scale.velocity, unit, `%{z:.0f} ${unit}`);
   const shown = [
     speed('Before', 'before'),
     speed('After', 'after'),
@@ -66,7 +66,7 @@ function fillVelocity(section, report) {
   const read = () => {
     const {across, down, fixed} = view.cut;
     const value = (key) => view[key]?.[probe.down][probe.across];
-    const named = ({title, numbers, unit = ''}, at) => `${title} ${figure(numbers[at])}${unit}`;
+    const named = ({title, numbers, unit = ''}, at) => `${title} ${numbers[at]}${unit}`;
     const place = [named(across, probe.across), named(down, probe.down), ...(grid.kind === '2D' ? [] : [named(fixed, state.at)])];
     const values = [`before ${figure(value('before'))} ${unit}`];
     if (view.after) values.push(`after ${figure(value('after'))} ${unit}`, `change ${figure(value('change'), 2, 'exceptZero')} %`);
@@ -95,9 +95,10 @@ function fillVelocity(section, report) {
       ['time', 'time slice']], () => { placeSlider(); refresh(); }), place);
   }
   controls.push(...sectorChoice(report, state, refresh));
-  controls.push(choice('Arrange', state, 'arrangement', [['beside', 'side by side'], ['stacked', 'one below the other']],
-    () => panels.classList.toggle('stacked', state.arrangement === 'stacked')));
-  section.append(element('div', {class: 'controls'}, ...controls));
+  const arrangement = choice('Arrange', state, 'arrangement', [['beside', 'side by side'], ['stacked', 'one below the other']],
+    () => panels.classList.toggle('stacked', state.arrangement === 'stacked'));
+  arrangement.classList.add('wide-only');
+  section.append(element('div', {class: 'controls'}, ...controls, arrangement));
   if (velocity.note && velocity.after) section.append(paragraph(velocity.note, 'note'));
   section.append(readout, panels);
 }

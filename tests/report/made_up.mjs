@@ -12,14 +12,14 @@ function dice(seed) {
 
 /** f(indices) over a box as an array of the report; NaN is no value. */
 function packed(shape, bits, f, limits = null) {
-  const values = [];
-  const visit = (index) => {
-    if (index.length === shape.length) values.push(f(...index));
-    else for (let i = 0; i < shape[index.length]; ++i) visit([...index, i]);
-  };
-  visit([]);
-  const finite = values.filter(Number.isFinite);
-  const [min, max] = limits ?? [finite.reduce((a, b) => Math.min(a, b), Infinity), finite.reduce((a, b) => Math.max(a, b), -Infinity)];
+  const values = new Float32Array(shape.reduce((a, b) => a * b));
+  const index = shape.map(() => 0);
+  for (let i = 0; i < values.length; ++i) {
+    values[i] = f(...index);
+    for (let d = shape.length - 1; d >= 0 && ++index[d] === shape[d]; --d) index[d] = 0;
+  }
+  const extreme = (pick, start) => values.reduce((a, b) => (Number.isFinite(b) ? pick(a, b) : a), start);
+  const [min, max] = limits ?? [extreme(Math.min, Infinity), extreme(Math.max, -Infinity)];
   const levels = 2 ** bits - 2;
   const code = (value) => (Number.isFinite(value) ? 1 + Math.round(((value - min) * levels) / (max - min || 1)) : 0);
   const numbers = bits === 8 ? Uint8Array.from(values, code) : Uint16Array.from(values, code);

@@ -1,0 +1,183 @@
+// Opens made-up reports from disk in a browser, as a user would: node page_test.mjs PAGE MODULES
+// CHROMIUM FOLDER (page to fill, folder of node_modules, browser, folder to write to).
+import assert from 'node:assert/strict';
+import {mkdirSync, readFileSync, statSync, writeFileSync} from 'node:fs';
+import {createRequire} from 'node:module';
+import {join, resolve} from 'node:path';
+import {after, before, test} from 'node:test';
+import {pathToFileURL} from 'node:url';
+import {bare, grid, line} from './made_up.mjs';
+
+const [page, modules, chromiumPath, folder] = process.argv.slice(2).map((path) => resolve(path));
+const {chromium} = createRequire(join(modules, 'here.js'))('playwright-core');
+const SECTIONS = 5;  // each begins a sheet of its own
+mkdirSync(folder, {recursive: true});
+
+let browser;
+before(async () => {
+  browser = await chromium.launch({executablePath: chromiumPath, args: ['--headless', '--no-sandbox', '--disable-gpu',
+    '--disable-quic', '--no-first-run', '--disable-background-networking', '--disable-component-update', '--disable-sync']});
+});
+after(() => browser.close());
+
+/** Writes a report of the data; its address. */
+function written(name, data) {
+  const path = join(folder, `${name}.html`);
+  const [head, tail] = readFileSync(page, 'utf8').split('@data@');
+  writeFileSync(path, head + JSON.stringify(data).replaceAll('<', '\\u003c') + tail);
+  return {address: pathToFileURL(path).href, bytes: statSync(path).size};
+}
+
+/** Opens an address; whatever the page complains of or asks the network for fails the test at `check`. */
+async function open(address, width = 1280, colorScheme = 'light') {
+  const context = await browser.newContext({viewport: {width, height: 900}, colorScheme});
+  const tab = await context.newPage();
+  const faults = [];
+  tab.on('console', (message) => ['error', 'warning'].includes(message.type()) && faults.push(message.text()));
+  tab.on('pageerror', (fault) => faults.push(fault.message));
+  tab.on('request', (request) => /^(file|data|blob):/.test(request.url()) || faults.push(`asked for ${request.url()}`));
+  await tab.goto(address);
+  return {tab, check: async () => {
+    await context.close();
+    assert.deepEqual(faults, []);
+  }};
+}
+
+/** Waits until every figure shows a chart or says why not. */
+const drawn = (tab) => tab.waitForFunction(() =>
+  [...document.querySelectorAll('figure')].every((at) => at.classList.contains('empty') || at.querySelector('.main-svg')));
+
+const figure = (tab, title) => tab.getByRole('figure', {name: title, exact: true});
+
+/** Numbers and colours that a chart draws. */
+const shown = (tab, title) => figure(tab, title).locator('.plot').evaluate((plot) =>
+  JSON.stringify([plot.data?.map(({type, x, y, z, line, marker, zmin, zmax}) => [type, x, y, z, line, marker, zmin, zmax]), plot.layout?.xaxis?.title]));
+
+/** Does something and waits until the figures of these titles have changed. */
+async function changes(tab, titles, action) {
+  const old = await Promise.all(titles.map((title) => shown(tab, title)));
+  await action();
+  for (const [i, title] of titles.entries()) {
+    for (let tries = 0; await shown(tab, title) === old[i]; ++tries) {
+      assert.ok(tries < 2000, `"${title}" stayed as it was`);
+      await tab.evaluate(() => new Promise(requestAnimationFrame));
+    }
+  }
+}
+
+for (const [name, made] of Object.entries({line, grid, bare})) {
+  const {address} = written(name, made());
+  for (const [width, scheme] of [[1280, 'light'], [400, 'dark']]) {
+    test(`the ${name} report fits ${width} pixels, ${scheme}, prints, and neither complains nor asks the network`, async () => {
+      const {tab, check} = await open(address, width, scheme);
+      await drawn(tab);
+      assert.equal(await tab.evaluate(() => document.documentElement.scrollWidth), width);
+      const pdf = await tab.pdf({preferCSSPageSize: true, printBackground: true});
+      assert.equal(pdf.toString('latin1').match(/\/Type\s*\/Page\b/g).length, SECTIONS);
+      assert.equal(await tab.evaluate(() => document.documentElement.scrollWidth), width, 'printing leaves traces');
+      await check();
+    });
+  }
+}
+
+test('what is missing is said in words', async () => {
+  const {tab, check} = await open(written('bare', bare()).address);
+  await drawn(tab);
+  await figure(tab, 'After').getByText('NUMITER is 0: nothing was revised.').waitFor();
+  await tab.locator('#attributes').getByText('The job writes neither intercept nor gradient.').waitFor();
+  await figure(tab, 'Semblance').getByText('The semblance of this gather was not computed.').waitFor();
+  await tab.getByLabel('Along the top', {exact: true}).selectOption('angle');
+  await tab.getByText('The angles of this gather were not recorded').first().waitFor();
+  await check();
+});
+
+test('packed numbers come out as they went in', async () => {
+  const {tab, check} = await open(written('line', line()).address);
+  await drawn(tab);
+  const [x, y, z] = await figure(tab, 'Before').locator('.plot').evaluate(({data: [map]}) =>
+    [map.x, map.y, map.z.map((row) => [...row].map((value) => (Number.isNaN(value) ? null : value)))]);
+  assert.deepEqual([x[0], x.at(-1), y[1], y.at(-1)], [1001, 1240, 16, 2000]);
+  const expected = (at, time) => (1550 + 0.75 * time + 60 * Math.sin(at / 12) * Math.exp(-(((time - 1100) / 500) ** 2)))
+    * (1 + 0.045 * Math.sin(at / 7 + time / 300));
+  assert.ok(Math.abs(z[70][33] - expected(33, 1120)) < 0.03);
+  assert.equal(z[70][105], null);
+  const change = await figure(tab, 'Change').locator('.plot').evaluate(({data: [map]}) => map.z[70][33]);
+  const wrong = 0.045 * Math.sin(33 / 7 + 1120 / 300);
+  assert.ok(Math.abs(change - 100 * ((1 + 0.2 * wrong) / (1 + wrong) - 1)) < 0.01);
+  await check();
+});
+
+test('before and after share one colour scale', async () => {
+  const {tab, check} = await open(written('grid', grid()).address);
+  await drawn(tab);
+  for (const view of ['inline', 'time']) {
+    await tab.getByLabel('View', {exact: true}).selectOption(view);
+    const ends = (title) => figure(tab, title).locator('.plot').evaluate(({data: [{zmin, zmax}]}) => [zmin, zmax]);
+    assert.deepEqual(await ends('Before'), await ends('After'));
+  }
+  await check();
+});
+
+test('every control changes what is shown', async () => {
+  const {tab, check} = await open(written('grid', grid()).address);
+  await drawn(tab);
+  const velocity = tab.locator('#velocity');
+  const sections = ['Before', 'After', 'Change', 'Spread over the azimuth sectors, after'];
+  await changes(tab, sections, () => velocity.getByLabel('Inline', {exact: true}).press('ArrowRight'));
+  await changes(tab, ['After', 'Change'], () => velocity.getByLabel('Azimuth sector', {exact: true}).selectOption('3'));
+  await changes(tab, sections, () => velocity.getByLabel('View', {exact: true}).selectOption('time'));
+  await changes(tab, sections, () => velocity.getByLabel('Time', {exact: true}).press('End'));
+  await changes(tab, sections, () => velocity.getByLabel('View', {exact: true}).selectOption('crossline'));
+
+  const gathers = tab.locator('#gathers');
+  const movedOut = ['Moved out with the velocity before', 'Moved out with the velocity after'];
+  await changes(tab, [...movedOut, 'Velocity functions', 'Semblance'], () => gathers.getByLabel('Gather', {exact: true}).selectOption('2'));
+  await changes(tab, movedOut, () => gathers.getByLabel('Gain', {exact: true}).press('ArrowRight'));
+  await changes(tab, movedOut, () => gathers.getByLabel('Show as', {exact: true}).selectOption('density'));
+  await changes(tab, movedOut, () => gathers.getByLabel('Along the top', {exact: true}).selectOption('angle'));
+
+  await changes(tab, ['Intercept A'], () => tab.locator('#attributes').getByLabel('Line', {exact: true}).selectOption('1'));
+
+  const convergence = tab.locator('#convergence');
+  const revision = ['RMS revision of the pass, percent of velocity'];
+  await changes(tab, revision, () => convergence.getByLabel('Colours over', {exact: true}).selectOption('pass'));
+  await changes(tab, revision, () => convergence.getByLabel('Pass', {exact: true}).press('Home'));
+  await changes(tab, [...revision, 'Where nothing was revised, and why'], () => convergence.getByLabel('Azimuth sector', {exact: true}).selectOption('3'));
+
+  await changes(tab, ['Velocity functions', 'Flatness after against before'], () => tab.getByLabel('Theme', {exact: true}).selectOption('dark'));
+  await check();
+});
+
+test('values are read with the pointer and with the keys', async () => {
+  const {tab, check} = await open(written('line', line()).address);
+  await drawn(tab);
+  const readout = tab.locator('.readout');
+  await figure(tab, 'Change').locator('.nsewdrag').first().hover({position: {x: 40, y: 60}});
+  await readout.getByText(/^CDP \d+, Time \d+ ms: before [\d,]+ m\/s, after [\d,]+ m\/s, change [+−][\d.]+ %$/).waitFor();
+  const pointed = await readout.textContent();
+  await figure(tab, 'Before').locator('.plot').press('ArrowRight');
+  assert.notEqual(await readout.textContent(), pointed);
+  await check();
+});
+
+test('zooming one section zooms the others', async () => {
+  const {tab, check} = await open(written('line', line()).address);
+  await drawn(tab);
+  await figure(tab, 'Before').locator('.plot').evaluate((plot) => Plotly.relayout(plot, {'yaxis.range': [1500, 500]}));
+  await tab.waitForFunction(() => ['After', 'Change'].every((title) =>
+    document.querySelector(`figure[aria-label="${title}"] .plot`).layout.yaxis.range?.[0] === 1500));
+  await check();
+});
+
+test('a report of 16 MB opens', async (context) => {
+  const {address, bytes} = written('large', grid({inlines: 32, crosslines: 190, samples: 126, bits: 16}));
+  const start = performance.now();
+  const {tab, check} = await open(address);
+  const opened = performance.now();
+  await figure(tab, 'Before').locator('.main-svg').first().waitFor();
+  const first = performance.now();
+  await drawn(tab);
+  const seconds = (end) => `${((end - start) / 1000).toFixed(2)} s`;
+  context.diagnostic(`${(bytes / 1e6).toFixed(1)} MB: opened ${seconds(opened)}, first section ${seconds(first)}, all ${seconds(performance.now())}`);
+  await check();
+});
