@@ -4,7 +4,8 @@
 asm(".pushsection .rodata\n"
     ".global korvane_report_page, korvane_report_page_end\n"
     "korvane_report_page:\n"
-    ".incbin \"" REPORT_PAGE "\"\n"
+    ".incbin \"" REPORT_PAGE
+    "\"\n"
     "korvane_report_page_end:\n"
     ".popsection\n");
 extern "C" const char korvane_report_page[];
