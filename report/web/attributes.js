@@ -15,8 +15,9 @@ function fillAttributes(section, report) {
     return new Chart(title, load, (values) => {
       if (!values) return missing;
       const line = lines[state.line];
-      const z = transposed(values.cut([null, null])).map((row) => row.map((value) => factor * (value - shift)));
-      const width = spreadAroundZero(z.flatMap((row) => [...row]));
+      const shown = (value) => factor * (value - shift);
+      const z = transposed(values.cut([null, null])).map((row) => row.map(shown));
+      const width = spreadAroundZero(values.sample(20000).map(shown));
       return {
         data: [heatmap({x: line.crosslines, y: timesOf(line.times), z, scale: scales.diverging(), range: [-width, width], unit,
           text: `${across} %{x}<br>Time %{y} ms<br>${text}`})],

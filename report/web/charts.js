@@ -72,7 +72,7 @@ class Chart {
     if (!this.drawn) this.plot.replaceChildren();
     const {clientWidth: width, clientHeight: height} = this.plot;
     Plotly.react(this.plot, drawing.data, {...dressed(drawing.layout), width, height}, {
-      displaylogo: false, doubleClick: 'reset', modeBarButtonsToRemove: ['select2d', 'lasso2d', 'autoScale2d'],
+      displaylogo: false, doubleClick: 'reset', modeBarButtons: [['zoomIn2d', 'zoomOut2d', 'resetScale2d', 'toImage']],
     });
     if (!this.drawn) this.listen?.();
     this.drawn = true;
@@ -88,7 +88,7 @@ function dressed(layout) {
     paper_bgcolor: 'rgba(0,0,0,0)', plot_bgcolor: 'rgba(0,0,0,0)', hovermode: 'closest', showlegend: false,
     font: {family: 'system-ui, sans-serif', size: 12, color: colour('text')},
     hoverlabel: {bgcolor: colour('surface'), bordercolor: line, font: {color: colour('text')}},
-    modebar: {bgcolor: 'rgba(0,0,0,0)', color: colour('muted'), activecolor: colour('accent')},
+    modebar: {bgcolor: colour('page'), color: colour('muted'), activecolor: colour('accent')},
     dragmode: narrow.matches ? false : 'zoom',  // a finger scrolls the page
     ...layout,
     margin: {l: 56, r: 12, t: 12, b: 44, ...layout.margin},

@@ -30,7 +30,7 @@ function fillConvergence(section, report) {
 
 function passCurve(title, passes, unit, curves, factor = 1) {
   return new Chart(title, () => null, () => {
-    if (!passes.length) return 'No pass was made.';
+    if (!passes.length) return 'The passes were not recorded.';
     const x = passes.map((at) => at.pass);
     return {
       data: curves.map(([name, key, ink, dash]) => ({
@@ -45,7 +45,7 @@ function passCurve(title, passes, unit, curves, factor = 1) {
 /** The revision of one pass: a curve along a line, a map over a grid. */
 function revisionMap({convergence, grid}, state) {
   const load = () => unpack(convergence.revision);
-  return new Chart('RMS revision of the pass, percent of velocity', load, (revision) => {
+  return new Chart('RMS revision of the pass, %', load, (revision) => {
     if (!revision) return 'The revisions of the passes were not recorded.';
     const sector = Math.min(state.sector, revision.shape[1] - 1);
     const top = Math.max(revision.max, 1e-6);

@@ -15,23 +15,21 @@ function fillGathers(section, report) {
   const moved = (title, key) => new Chart(title, load, (view) => {
     const panel = view[key];
     if (!panel) return 'The angles of this gather were not recorded; choose the offset along the top.';
-    const {positions, labels} = panel;
+    const {positions, labels, spacing} = panel;
     const wiggles = state.display === 'wiggle';
     const data = wiggles ? wigglesOf(panel, view.times, view.loud / GAINS[state.gain])
       : [heatmap({x: positions, y: view.times, z: transposed(panel.traces), scale: scales.diverging(),
         range: [-1, 1].map((end) => (end * view.loud) / GAINS[state.gain]), unit: '', bar: false,
-        text: `${panel.title} %{customdata}<br>Time %{y} ms<br>Amplitude %{z:.3g}`})];
+        text: `${panel.name} %{customdata} ${panel.unit}<br>Time %{y} ms<br>Amplitude %{z:.3g}`})];
     if (!wiggles) data[0].customdata = view.times.map(() => labels);
     for (const limit of panel.limits) {
       data.push({type: 'scatter', mode: 'lines', x: limit.x, y: limit.y, line: {color: colour('caution'), width: 2, dash: 'dot'},
         hovertemplate: `Angle limit ${limit.angle}°<br>Time %{y} ms<extra></extra>`});
     }
-    const every = Math.ceil(positions.length / (narrow.matches ? 5 : 7));
-    const ticks = [...positions.keys()].filter((i) => i % every === 0);
     return {data, layout: {
       margin: {t: 48, b: 12},
-      xaxis: {side: 'top', title: titled(panel.title), showgrid: false, range: [positions[0] - 0.5, positions.at(-1) + 0.5],
-        tickvals: ticks.map((i) => positions[i]), ticktext: ticks.map((i) => labels[i])},
+      xaxis: {side: 'top', title: titled(`${panel.name}, ${panel.unit}`), showgrid: false,
+        range: [positions[0] - spacing / 2, positions.at(-1) + spacing / 2], nticks: 7, ...panel.ticks},
       yaxis: {...timeAxis, range: [view.times.at(-1), view.times[0]], autorange: false},
       uirevision: `${state.gather}`,
     }};
@@ -58,7 +56,7 @@ function fillGathers(section, report) {
       layout: functionAxes({range: [semblance.velocities[0], semblance.velocities.at(-1)], showgrid: false})};
   });
 
-  const shown = [moved('Moved out with the velocity before', 'before'), moved('Moved out with the velocity after', 'after'),
+  const shown = [moved('Moved out, velocity before', 'before'), moved('Moved out, velocity after', 'after'),
     functions, semblance];
   linkCharts(shown, ['yaxis']);
 
@@ -124,15 +122,17 @@ const byOffset = ({offsets}) => [...offsets.keys()].sort((a, b) => Math.abs(offs
 function offsetPanel(at, traces, angles, times, unit) {
   const order = byOffset(at);
   const sorted = angles && order.map((i) => angles[i]);
+  const labels = order.map((i) => `${Math.round(Math.abs(at.offsets[i]))}`);
+  const ticked = [...order.keys()].filter((i) => i % Math.ceil(order.length / (narrow.matches ? 5 : 7)) === 0);
   return {
-    title: `Offset, ${unit}`, traces: order.map((i) => traces[i]), positions: [...order.keys()],
-    labels: order.map((i) => `${Math.round(Math.abs(at.offsets[i]))}`),
+    name: 'Offset', unit, traces: order.map((i) => traces[i]), positions: [...order.keys()], spacing: 1, labels,
+    ticks: {tickvals: ticked, ticktext: ticked.map((i) => labels[i])},
     limits: !sorted || !at.angleLimits ? [] : at.angleLimits.map((angle) =>
       ({angle, x: times.map((_, j) => crossing(sorted.map((row) => row[j]), angle)), y: times})),
   };
 }
 
-/** Where rising values reach `level`, between positions; null where they do not. */
+/** Where rising values reach `level`, above a position and not beyond the next; null where they do not. */
 function crossing(values, level) {
   const next = values.findIndex((value) => value >= level);
   if (next < 1) return null;
@@ -146,43 +146,47 @@ function anglePanel(at, traces, angles, times) {
   const order = byOffset(at);
   const widest = Math.min(quantile(angles.flatMap((row) => [...row]), 1), 1.5 * (at.angleLimits?.[1] || 60));
   const count = Math.max(order.length, 2);
-  const degrees = Array.from({length: count}, (_, i) => (i * widest) / (count - 1));
+  const spacing = widest / (count - 1);
+  const degrees = Array.from({length: count}, (_, i) => i * spacing);
   const made = degrees.map(() => new Float32Array(times.length).fill(NaN));
   for (let j = 0; j < times.length; ++j) {
     const column = order.map((i) => angles[i][j]);
     degrees.forEach((angle, k) => {
-      const place = angle <= column[0] ? 0 : crossing(column, angle);
+      const place = crossing(column, angle);
       if (place === null) return;
-      const first = Math.min(Math.floor(place), order.length - 1);
-      const last = Math.min(first + 1, order.length - 1);
-      const [a, b] = [traces[order[first]][j], traces[order[last]][j]];
-      made[k][j] = place === first ? a : a + (place - first) * (b - a);
+      const next = Math.ceil(place);
+      const [a, b] = [traces[order[next - 1]][j], traces[order[next]][j]];
+      made[k][j] = b + (next - place) * (a - b);
     });
   }
   return {
-    title: 'Angle, degrees', traces: made, positions: [...degrees.keys()], labels: degrees.map((angle) => figure(angle)),
-    limits: (at.angleLimits ?? []).filter((angle) => angle <= widest).map((angle) =>
-      ({angle, x: times.map(() => (angle / widest) * (count - 1)), y: times})),
+    name: 'Angle', unit: 'degrees', traces: made, positions: degrees, spacing, labels: degrees.map((angle) => figure(angle, 1)),
+    limits: (at.angleLimits ?? []).filter((angle) => angle <= widest).map((angle) => ({angle, x: times.map(() => angle), y: times})),
   };
 }
 
 /** Wiggles whose amplitude `loud` reaches the next trace, positive lobes filled. */
-function wigglesOf({traces, positions}, times, loud) {
+function wigglesOf({traces, positions, spacing}, times, loud) {
   const line = {x: [], y: []};
   const lobes = {x: [], y: []};
+  const put = (curve, x, y) => {
+    curve.x.push(x);
+    curve.y.push(y);
+  };
   traces.forEach((trace, i) => {
     const base = positions[i];
-    const swing = (value) => Math.min(Math.max(value / loud, -2), 2);
+    const swing = (value) => spacing * Math.min(Math.max(value / loud, -2), 2);
     let open = false;
     for (let j = 0; j <= times.length; ++j) {
       const live = j < times.length && Number.isFinite(trace[j]);
       if (live) {
-        if (!open) lobes.x.push(base), lobes.y.push(times[j]);
-        lobes.x.push(base + Math.max(swing(trace[j]), 0)), lobes.y.push(times[j]);
-        line.x.push(base + swing(trace[j])), line.y.push(times[j]);
+        if (!open) put(lobes, base, times[j]);
+        put(lobes, base + Math.max(swing(trace[j]), 0), times[j]);
+        put(line, base + swing(trace[j]), times[j]);
       } else if (open) {
-        lobes.x.push(base, null), lobes.y.push(times[j - 1], null);
-        line.x.push(null), line.y.push(null);
+        put(lobes, base, times[j - 1]);
+        put(lobes, null, null);
+        put(line, null, null);
       }
       open = live;
     }

@@ -160,6 +160,8 @@ function viewOf(cut, {cut: name, sector, at}, before, after) {
 function moveByKeys(chart, probe, cut, moved) {
   const moves = {ArrowLeft: ['across', -1], ArrowRight: ['across', 1], ArrowUp: ['down', -1], ArrowDown: ['down', 1]};
   chart.plot.tabIndex = 0;
+  chart.plot.setAttribute('role', 'group');
+  chart.plot.setAttribute('aria-label', `${chart.caption.textContent}: read values with the arrow keys, faster with shift`);
   chart.plot.addEventListener('keydown', (event) => {
     const move = moves[event.key];
     if (!move || !chart.drawn) return;

@@ -130,7 +130,7 @@ test('every control changes what is shown', async () => {
   await changes(tab, sections, () => velocity.getByLabel('View', {exact: true}).selectOption('crossline'));
 
   const gathers = tab.locator('#gathers');
-  const movedOut = ['Moved out with the velocity before', 'Moved out with the velocity after'];
+  const movedOut = ['Moved out, velocity before', 'Moved out, velocity after'];
   await changes(tab, [...movedOut, 'Velocity functions', 'Semblance'], () => gathers.getByLabel('Gather', {exact: true}).selectOption('2'));
   await changes(tab, movedOut, () => gathers.getByLabel('Gain', {exact: true}).press('ArrowRight'));
   await changes(tab, movedOut, () => gathers.getByLabel('Show as', {exact: true}).selectOption('density'));
@@ -139,7 +139,7 @@ test('every control changes what is shown', async () => {
   await changes(tab, ['Intercept A'], () => tab.locator('#attributes').getByLabel('Line', {exact: true}).selectOption('1'));
 
   const convergence = tab.locator('#convergence');
-  const revision = ['RMS revision of the pass, percent of velocity'];
+  const revision = ['RMS revision of the pass, %'];
   await changes(tab, revision, () => convergence.getByLabel('Colours over', {exact: true}).selectOption('pass'));
   await changes(tab, revision, () => convergence.getByLabel('Pass', {exact: true}).press('Home'));
   await changes(tab, [...revision, 'Where nothing was revised, and why'], () => convergence.getByLabel('Azimuth sector', {exact: true}).selectOption('3'));
@@ -171,13 +171,12 @@ test('zooming one section zooms the others', async () => {
 
 test('a report of 16 MB opens', async (context) => {
   const {address, bytes} = written('large', grid({inlines: 32, crosslines: 190, samples: 126, bits: 16}));
-  const start = performance.now();
   const {tab, check} = await open(address);
-  const opened = performance.now();
+  const seconds = async () => `${((await tab.evaluate(() => performance.now())) / 1000).toFixed(2)} s`;  // since its address was asked for
+  const opened = await seconds();
   await figure(tab, 'Before').locator('.main-svg').first().waitFor();
-  const first = performance.now();
+  const first = await seconds();
   await drawn(tab);
-  const seconds = (end) => `${((end - start) / 1000).toFixed(2)} s`;
-  context.diagnostic(`${(bytes / 1e6).toFixed(1)} MB: opened ${seconds(opened)}, first section ${seconds(first)}, all ${seconds(performance.now())}`);
+  context.diagnostic(`${(bytes / 1e6).toFixed(1)} MB: opened ${opened}, first section ${first}, all ${await seconds()}`);
   await check();
 });
