@@ -14,7 +14,7 @@ namespace {
 using korvane_test::expectParts;
 using korvane_test::writeFile;
 
-constexpr HeaderField sourceY{77}, receiverX{81}, receiverY{85}, crosslineWord = crosslineField;
+constexpr HeaderField receiverX{81};
 
 /// What a scan of an image finds.
 class Scan : public SegyTest {
@@ -183,7 +183,7 @@ TEST_F(Scan, AGridIsFoundAwayFromItsUsualPlaceAndNeedsACdpOfItsOwnForEachNode) {
   for (int i = 0; i < 120; ++i) {  // the CDP is the crossline
     const double inlineNumber = 3 + i / 24, crossline = 40 + i / 4 % 6;
     image.traces[std::size_t(i)].fields = {
-        {cdpField, crossline}, {offsetField, 100 * (i % 4)}, {inlineField, inlineNumber}, {crosslineWord, crossline}};
+        {cdpField, crossline}, {offsetField, 100 * (i % 4)}, {inlineField, inlineNumber}, {crosslineField, crossline}};
   }
   found = scan(image);
   EXPECT_TRUE(found.survey.missing.contains("CDP"));
