@@ -87,7 +87,7 @@ std::string shortText(float value) {
 void add(const VelocityPoint& point, float time, float velocity, std::map<float, std::size_t>& lastLine,
          const TextLines& lines, Table& table) {
   if (!std::isfinite(time) || !std::isfinite(velocity) || !(velocity > 0.0f))
-    lines.refuse(point.line, "a time or velocity is beyond single precision");
+    lines.refuse(point.line, "a time or velocity is beyond single precision once it is converted");
   const auto [last, fresh] = lastLine.try_emplace(point.cdp, point.line);
   if (!fresh) {
     const Table::Function& function = table.functions().at(point.cdp);
@@ -117,8 +117,7 @@ VelocityText readVelocities(const std::filesystem::path& file, const std::string
   if (own && options.to && !options.velocities)
     lines.refuseFile("its headings do not say the unit of the velocities; give --velocities ft/s or --velocities m/s");
   const bool asItIs = options.times != TimeUnit::seconds && (!options.to || options.to == options.velocities);
-  if (own && asItIs)
-    return {.table = readTableCsv(file, "VEL", name), .form = form, .unit = options.velocities, .units = {}};
+  if (own && asItIs) return {.table = readTableCsv(file, "VEL", name), .form = form, .unit = options.velocities};
 
   const VelocityPoints points = read(form, lines, options.columns);
   if (points.points.empty()) lines.refuseFile("holds no points; expected CDPs with times and velocities");
