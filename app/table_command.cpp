@@ -107,7 +107,7 @@ VelocityTextOptions textOptions(const TableArguments& a) {
 
 void importTable(const TableArguments& a) {
   const VelocityTextOptions options = textOptions(a);
-  VelocityText text{.table = nullptr, .form = VelocityForm::csv, .unit = {}, .units = {}};
+  VelocityText text;
   if (a.type == "VEL")
     text = host::local::readVelocities(a.file, a.name, options);
   else

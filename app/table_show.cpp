@@ -71,7 +71,7 @@ void drawVelocities(const Table& table, const TableRanges& ranges, const std::ve
     }
   }
   plot.print(out);
-  out << std::string(10, ' ') << "velocity;  " << legend << '\n';
+  out << std::string(10, ' ') << "velocity  " << legend << "   * several\n";
 }
 
 void drawHorizons(const Table& table, const TableRanges& ranges, std::ostream& out) {
@@ -87,7 +87,7 @@ void drawHorizons(const Table& table, const TableRanges& ranges, std::ostream& o
     }
   }
   plot.print(out);
-  out << std::string(10, ' ') << "CDP;  the marks are the numbers of the horizons\n";
+  out << std::string(10, ' ') << "CDP  marks are the numbers of the horizons   * several\n";
 }
 
 }  // namespace

@@ -12,7 +12,6 @@
 
 #include "host/local/job.h"
 #include "host/local/table_type.h"
-#include "host/local/text_lines.h"
 
 namespace host::local {
 
@@ -76,7 +75,7 @@ std::optional<Column> columnNamed(const std::string& type, const std::string& he
 /// Reads one file: the heading line, then point by point.
 class Reader {
  public:
-  Reader(const std::filesystem::path& file, const std::string& type) : type_(type), lines_(file) {}
+  Reader(TextLines& lines, const std::string& type) : type_(type), lines_(lines) { lines_.rewind(); }
 
   std::unique_ptr<Table> table(const std::string& name) {
     readHeadings();
@@ -184,7 +183,7 @@ class Reader {
   }
 
   const std::string type_;
-  TextLines lines_;
+  TextLines& lines_;
   Layout layout_;
   std::vector<Point> points_;
   std::vector<float> values_;
@@ -208,7 +207,12 @@ void append(std::string& text, double value) {
 
 std::unique_ptr<Table> readTableCsv(const std::filesystem::path& file, const std::string& type,
                                     const std::string& name) {
-  return Reader(file, tableType(type).name).table(name);
+  TextLines lines(file);
+  return readTableCsv(lines, type, name);
+}
+
+std::unique_ptr<Table> readTableCsv(TextLines& lines, const std::string& type, const std::string& name) {
+  return Reader(lines, tableType(type).name).table(name);
 }
 
 void writeTableCsv(const Table& table, const std::string& type, std::ostream& out) {

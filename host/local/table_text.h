@@ -6,6 +6,7 @@
 #include <string>
 
 #include "host/local/table.h"
+#include "host/local/text_lines.h"
 
 namespace host::local {
 
@@ -15,6 +16,8 @@ namespace host::local {
 /// above 0, a repeated point ...) is a RunError with file, line number and content.
 std::unique_ptr<Table> readTableCsv(const std::filesystem::path& file, const std::string& type,
                                     const std::string& name);
+/// The same from the lines of a file, from the first.
+std::unique_ptr<Table> readTableCsv(TextLines& lines, const std::string& type, const std::string& name);
 
 /// Writes what readTableCsv reads back to the same bits (%.9g), ascending in X and Y; x and y when every function has a
 /// position.

@@ -59,19 +59,17 @@ class TextLines {
   }
   /// A whole number that single precision holds, such as a CDP; `what` names it.
   float whole(std::string_view field, const char* what) const;
-  /// A time, not below 0.
+  /// A time, not below 0, within single precision.
   template <class Number>
   Number time(std::string_view field) const {
-    const auto value = finite<Number>(field);
-    if (value < 0) refuse("time " + shown(field) + " is below 0");
-    return value;
+    if (finite<float>(field) < 0.0f) refuse("time " + shown(field) + " is below 0");
+    return finite<Number>(field);
   }
-  /// A velocity, above 0.
+  /// A velocity, above 0, within single precision.
   template <class Number>
   Number velocity(std::string_view field) const {
-    const auto value = finite<Number>(field);
-    if (!(value > 0)) refuse("velocity " + shown(field) + " is not above 0");
-    return value;
+    if (!(finite<float>(field) > 0.0f)) refuse("velocity " + shown(field) + " is not above 0");
+    return finite<Number>(field);
   }
 
  private:

@@ -46,6 +46,7 @@ VelocityForm formOf(TextLines& lines, bool columnsTold) {
   return byFirstLine;
 }
 
+/// Whether the first line is a heading of our own CSV, or there is none.
 bool hasOwnHeadings(TextLines& lines) {
   static constexpr std::array own{"cdp", "time", "velocity", "x", "y"};
   lines.rewind();
@@ -87,7 +88,7 @@ std::string shortText(float value) {
 void add(const VelocityPoint& point, float time, float velocity, std::map<float, std::size_t>& lastLine,
          const TextLines& lines, Table& table) {
   if (!std::isfinite(time) || !std::isfinite(velocity) || !(velocity > 0.0f))
-    lines.refuse(point.line, "a time or velocity is beyond single precision");
+    lines.refuse(point.line, "a time or velocity is beyond single precision once it is converted");
   const auto [last, fresh] = lastLine.try_emplace(point.cdp, point.line);
   if (!fresh) {
     const Table::Function& function = table.functions().at(point.cdp);
@@ -112,13 +113,15 @@ std::string inWords(const char* what, const KnownUnit<Unit>& known) {
 VelocityText readVelocities(const std::filesystem::path& file, const std::string& name,
                             const VelocityTextOptions& options) {
   TextLines lines(file);
-  const VelocityForm form = options.form ? *options.form : formOf(lines, !options.columns.empty());
-  const bool own = form == VelocityForm::csv && options.columns.empty() && hasOwnHeadings(lines);
+  const bool ownHeadings = options.columns.empty() && hasOwnHeadings(lines);
+  const VelocityForm form = options.form  ? *options.form
+                            : ownHeadings ? VelocityForm::csv
+                                          : formOf(lines, !options.columns.empty());
+  const bool own = ownHeadings && form == VelocityForm::csv;
   if (own && options.to && !options.velocities)
     lines.refuseFile("its headings do not say the unit of the velocities; give --velocities ft/s or --velocities m/s");
   const bool asItIs = options.times != TimeUnit::seconds && (!options.to || options.to == options.velocities);
-  if (own && asItIs)
-    return {.table = readTableCsv(file, "VEL", name), .form = form, .unit = options.velocities, .units = {}};
+  if (own && asItIs) return {.table = readTableCsv(lines, "VEL", name), .form = form, .unit = options.velocities};
 
   const VelocityPoints points = read(form, lines, options.columns);
   if (points.points.empty()) lines.refuseFile("holds no points; expected CDPs with times and velocities");

@@ -15,19 +15,19 @@ enum class VelocityForm { csv, columns, parameters, handvel, lines };
 
 /// What is told of a file of velocities; what is left out is found in the file.
 struct VelocityTextOptions {
-  std::optional<VelocityForm> form;
-  std::vector<VelocityColumn> columns;     ///< of the forms csv and columns; empty: the file names them
-  std::optional<TimeUnit> times;           ///< of the file
-  std::optional<VelocityUnit> velocities;  ///< of the file
-  std::optional<VelocityUnit> to;          ///< of the table; as in the file when left out
+  std::optional<VelocityForm> form = {};
+  std::vector<VelocityColumn> columns = {};     ///< of the forms csv and columns = {}; empty: the file names them
+  std::optional<TimeUnit> times = {};           ///< of the file
+  std::optional<VelocityUnit> velocities = {};  ///< of the file
+  std::optional<VelocityUnit> to = {};          ///< of the table; as in the file when left out
 };
 
 /// A table of velocities, and how its text was understood.
 struct VelocityText {
-  std::unique_ptr<Table> table;
-  VelocityForm form;
-  std::optional<VelocityUnit> unit;  ///< of the table; not known of our own CSV
-  std::string units;                 ///< the units in words, with the reasons; empty for our own CSV
+  std::unique_ptr<Table> table = {};
+  VelocityForm form = VelocityForm::csv;
+  std::optional<VelocityUnit> unit = {};  ///< of the table; not known of our own CSV
+  std::string units = {};                 ///< the units in words, with the reasons; empty for our own CSV
 };
 
 /// Reads a VEL table from a text of any of the forms. Times become milliseconds, velocities the unit asked for; numbers

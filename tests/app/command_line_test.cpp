@@ -85,6 +85,67 @@ TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShort
   refused({"table", "diff", db, "off", "flat", "--cdps", "3", "9"}, "range of CDPs");
 }
 
+TEST_F(CommandLine, DiffByTimeAndCdpBreaksTheDifferenceDown) {
+  import("VEL", "flat", "cdp,time,velocity\n1,0,2000\n2,0,2000\n2,400,2000\n");
+  import("VEL", "off", "cdp,time,velocity\n1,0,2000\n2,0,1980\n2,190,1980\n2,210,2040\n2,400,2040\n");
+  EXPECT_EQ(done({"table", "diff", db, "off", "flat", "--step", "100", "--to", "300", "--by", "time,cdp"}),
+            "off against flat: mean +0.06 %, RMS 0.88 %\n"
+            "time, ms                  mean %     RMS %\n"
+            "0 to 0                     -0.50      0.71\n"
+            "100 to 100                 -0.50      0.71\n"
+            "200 to 200                 +0.25      0.35\n"
+            "300 to 300                 +1.00      1.41\n"
+            "CDP                       mean %     RMS %\n"
+            "2                          +0.12      1.25\n"
+            "1                          +0.00      0.00\n");
+}
+
+TEST_F(CommandLine, ImportSaysWhatItReadAndHowItTookTheUnits) {
+  const std::string text = save("picks.par", "cdp=3,9 tnmo=0,1.5 vnmo=6000,9000 tnmo=0.1 vnmo=7000\n");
+  EXPECT_EQ(done({"table", "import", db, "VEL", "one", text, "--to", "m/s"}),
+            text +
+                ": parameters, 2 functions, 3 points; CDP 3 to 9, time 0 to 1500 ms, velocity 1828.8 to 2743.2 m/s\n"
+                "the file has times in s (the last time 1.5), velocities in ft/s (the largest velocity 9000) converted "
+                "to m/s\n");
+  EXPECT_EQ(table("one"), "cdp,time,velocity\n3,0,1828.80005\n3,1500,2743.19995\n9,100,2133.6001\n");
+  const std::string picks = save("picks.txt", "# m/s\n3 0 5000 7\n3 900 6000 7\n");
+  expectParts(done({"table", "import", db, "VEL", "two", picks, "--columns", "cdp,time,velocity,-"}),
+              {picks + ": columns, 1 function, 2 points", "velocity 5000 to 6000 m/s", "m/s (a comment)"});
+  for (const auto& [words, part] : std::vector<std::pair<Words, std::string>>{
+           {{"VEL", "t", picks, "--columns", "cdp,time"}, "cdp, time and velocity once each"},
+           {{"VEL", "t", picks, "--columns", "cdp,time,vel"}, "no column \"vel\""},
+           {{"VEL", "t", picks, "--columns", "cdp,time,velocity", "--form", "handvel"}, "--columns"},
+           {{"VAZ", "t", picks, "--times", "s"}, "are for VEL tables"}}) {
+    Words call{"table", "import", db};
+    call.insert(call.end(), words.begin(), words.end());
+    expectParts(failed(call, 2), {part});
+  }
+}
+
+TEST_F(CommandLine, ShowGivesTheRangesAndDrawsWithinEightyColumns) {
+  import("VEL", "one", "cdp,time,velocity\n1,0,1500\n1,2300,3810\n5,0,1600\n9,0,1700\n9,2300,2000\n");
+  import("VAZ", "two", "cdp,time,velocity_0,velocity_1\n7,0,1500,1600\n7,230,2170,1600\n");
+  import("AHZ", "hor", "horizon,cdp,time\n1,1,400\n1,68,400\n2,1,860\n2,68,860\n");
+  const std::string velocities = done({"table", "show", db, "VEL", "one"}),
+                    one = done({"table", "show", db, "VEL", "one", "--cdp", "3"}),
+                    sectors = done({"table", "show", db, "VAZ", "two"}),
+                    horizons = done({"table", "show", db, "AHZ", "hor"});
+  expectParts(
+      velocities,
+      {"VEL \"one\": 3 functions, 5 points, 1 to 2 a function\n", "CDP       1 to 9\n", "time      0 to 2300 ms\n",
+       "1500 (CDP 1 at 0 ms) to 3810 (CDP 1 at 2300 ms)\n", "\n     0.0 |1  2  3\n", "\n   100.0 |   *",
+       "\n  2300.0 |   2           3" + std::string(51, ' ') + "1\n", "1 CDP 1   2 CDP 5   3 CDP 9"});
+  expectParts(one, {"1 CDP 3 (between functions)"});
+  expectParts(sectors, {"2 a function, 2 sectors\n", "\n     0.0 |0         1\n", "sectors of CDP 7"});
+  expectParts(horizons, {"400 (horizon 1 at CDP 1) to 860 (horizon 2 at CDP 1) ms\n",
+                         "|" + std::string(68, '1') + "\n   420.0 |\n", "   860.0 |" + std::string(68, '2') + "\n"});
+  for (const std::string& text : {velocities, one, sectors, horizons})
+    for (std::size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1)
+      EXPECT_LE(end - at, 80u);
+  refused({"table", "show", db, "VEL", "one", "--cdp", "10"}, "has CDPs 1 to 9; CDP 10 is outside");
+  refused({"table", "show", db, "AHZ", "hor", "--cdp", "1"}, "--cdp is for VEL and VAZ");
+}
+
 /// A synthetic survey, and jobs made from its own.
 class SurveyRun : public CommandLine {
  protected:
