@@ -5,6 +5,8 @@
 #include <exception>
 #include <string>
 
+#include "host/local/stop_signals.h"
+
 namespace app {
 
 namespace {
@@ -33,6 +35,7 @@ int commandLine(int argc, char** argv) {
   cli.require_subcommand(1);
   cli.failure_message(usageError);
   addRun(cli);
+  addCheck(cli);
   addTable(cli);
   addScan(cli);
   addParams(cli);
@@ -42,6 +45,9 @@ int commandLine(int argc, char** argv) {
     return 0;
   } catch (const CLI::ParseError& error) {
     return cli.exit(error) == 0 ? 0 : 2;
+  } catch (const host::local::Stopped& stop) {
+    report(stop.what());
+    return 128 + stop.signal;
   } catch (const std::exception& error) {
     report(error.what());
     return 1;
