@@ -5,6 +5,8 @@
 #include <exception>
 #include <string>
 
+#include "host/local/stop_signals.h"
+
 namespace app {
 
 namespace {
@@ -42,6 +44,7 @@ void addCommands(CLI::App& cli) {
   cli.set_version_flag("--version", "korvane " KORVANE_VERSION);
   cli.require_subcommand(1);
   addRun(cli);
+  addCheck(cli);
   addTable(cli);
   addReport(cli);
   addScan(cli);
@@ -59,6 +62,9 @@ int commandLine(int argc, char** argv) {
     return 0;
   } catch (const CLI::ParseError& error) {
     return cli.exit(error) == 0 ? 0 : 2;
+  } catch (const host::local::Stopped& stop) {
+    report(stop.what());
+    return 128 + stop.signal;
   } catch (const std::exception& error) {
     report(error.what());
     return 1;

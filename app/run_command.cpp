@@ -1,44 +1,105 @@
-#include <tbb/global_control.h>
-#include <tbb/info.h>
-#include <tbb/task_arena.h>
-
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <string>
 
 #include "app/command_line.h"
 #include "app/console.h"
+#include "app/job_check.h"
 #include "app/pass_recorder.h"
+#include "app/run_summary.h"
+#include "app/threads.h"
 #include "host/local/job_file.h"
 #include "host/local/local_job.h"
+#include "host/local/stop_signals.h"
 #include "korvane/run.h"
 
 namespace app {
 
 namespace {
 
-void runJob(const std::filesystem::path& file) {
+using host::local::JobFile;
+using host::local::LocalJob;
+using host::local::Stopped;
+
+struct RunArguments {
+  std::filesystem::path job;
+  host::local::JobSettings settings;
+  bool dry = false;
+
+  /// The words to say again.
+  std::string command() const {
+    std::string words = "korvane run " + job.string();
+    for (const std::string& setting : settings) words += " --set '" + setting + "'";
+    return words;
+  }
+};
+
+void runJob(const RunArguments& arguments) {
+  std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log shows every line as it is printed
   Console console;
-  const host::local::JobFile jobFile = host::local::readJobFile(file, console);
-  host::local::LocalJob job(jobFile, KORVANE_VERSION, console);
+  const JobFile jobFile = host::local::readJobFile(arguments.job, console, arguments.settings);
+  LocalJob job(jobFile, KORVANE_VERSION, console);
+  const host::local::StopSignals signals;
   try {
     const host::local::JobScope scope(job.job());
-    const int threads = jobFile.threads > 0 ? jobFile.threads : tbb::info::default_concurrency();
-    const tbb::global_control limit(tbb::global_control::max_allowed_parallelism, static_cast<std::size_t>(threads));
-    tbb::task_arena(threads).execute([&] { korvane::run(0, nullptr, PassRecorder(job)); });
+    withThreads(threadsFor(jobFile.threads), [&] { korvane::run(0, nullptr, PassRecorder(job)); });
+  } catch (const Stopped& stop) {
+    job.fail(stop.what());
+    throw Stopped(stop.signal,
+                  whereStopped(job.summary()) + "; nothing was changed. Start again with: " + arguments.command());
   } catch (const std::exception& error) {
     job.fail(error.what());
     throw;
   }
+  printSummary(jobFile, job.summary(), console.warnings());
+}
+
+void addJob(CLI::App* command, const std::shared_ptr<RunArguments>& arguments) {
+  command->add_option("JOB", arguments->job, "job file (TOML); paths in it are relative to it")->required();
+  command
+      ->add_option("--set", arguments->settings,
+                   "KEY=VALUE in place of what the job says: a parameter, or section.key; may be given again")
+      ->allow_extra_args(false)
+      ->check([](const std::string& setting) {
+        return setting.find('=') == std::string::npos ? "expected KEY=VALUE, found " + setting : std::string();
+      });
 }
 
 }  // namespace
 
 void addRun(CLI::App& cli) {
   CLI::App* command = cli.add_subcommand("run", "Refine the velocities of a job");
-  const auto file = std::make_shared<std::filesystem::path>();
-  command->add_option("JOB", *file, "job file (TOML); paths in it are relative to it")->required();
-  command->callback([file] { runJob(*file); });
+  const auto arguments = std::make_shared<RunArguments>();
+  addJob(command, arguments);
+  command->add_flag("--dry-run", arguments->dry, "check the job and stop, as 'korvane check' does");
+  command->footer(
+      "\nExamples:\n"
+      "  korvane run line.toml\n"
+      "  korvane run line.toml --set NUMITER=6 --set VELNAMO=six_passes\n"
+      "  korvane run line.toml --set data.output=other.sgy --set run.threads=2\n"
+      "\nCtrl-C stops at the next ensemble and changes nothing; a second one ends at once.\n"
+      "Exit status: 0 done, 1 failed, 2 not understood, 130 or 143 stopped by SIGINT or SIGTERM.");
+  command->callback([arguments] {
+    if (arguments->dry) {
+      checkJob(arguments->job, arguments->settings);
+    } else {
+      runJob(*arguments);
+    }
+  });
+}
+
+void addCheck(CLI::App& cli) {
+  CLI::App* command = cli.add_subcommand("check", "Check a job without running it; nothing is created or changed");
+  const auto arguments = std::make_shared<RunArguments>();
+  addJob(command, arguments);
+  command->footer(
+      "\nExamples:\n"
+      "  korvane check line.toml\n"
+      "  korvane check line.toml --set MAXCDP=400 && korvane run line.toml --set MAXCDP=400\n"
+      "\nExit status: 0 when 'korvane run' would start, 1 when not; every problem found is listed.");
+  command->callback([arguments] { checkJob(arguments->job, arguments->settings); });
 }
 
 }  // namespace app

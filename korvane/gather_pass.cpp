@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -419,6 +420,35 @@ int gatherPass(RunState& run) {
     std::swap(run.work, w);
     return traces;
   }
+}
+
+Trial tryEnsembles(RunState& run, int most, double seconds) {
+  using Clock = std::chrono::steady_clock;
+  const auto since = [](Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+  };
+  const Clock::time_point begin = Clock::now();
+  Work& w = run.work;
+  Trial trial;
+  run.numiter = 1;
+  run.parameters.iprestack = 0;
+  for (int analysed = 0; analysed < most && since(begin) < seconds;) {
+    const Clock::time_point start = Clock::now();
+    const int traces = host::stGetEnsemble(w.traces.data(), w.iheads.data());
+    if (traces < 1) break;
+    const std::int32_t* live = firstLive(run.constants, w, traces);
+    if (traces < run.parameters.ifold || live == nullptr) continue;
+    Ensemble ensemble = findCdp(run.parameters, run.constants, w, traces, live);
+    if (!gridSlot(run.parameters, run.constants, live, ensemble.cdp)) continue;
+    ensemble.kcdp = 0;
+    takeInputVelocity(run, ensemble, w);
+    analyseEnsemble(run, ensemble, w);
+    if (++analysed == 1) continue;
+    ++trial.ensembles;
+    trial.traces += traces;
+    trial.seconds += since(start);
+  }
+  return trial;
 }
 
 }  // namespace korvane

@@ -21,4 +21,17 @@ int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* h
 void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, float offset, float* trace,
                   Work& scratch);
 
+/// What analysing some ensembles took.
+struct Trial {
+  int ensembles = 0;
+  std::int64_t traces = 0;
+  double seconds = 0.0;
+};
+
+/// Analyses the first ensembles of the grid as the first pass would, one after the other, on trial storage (see
+/// storage.h): for a measure of the time that a run takes. Nothing is put out. The first one only warms up.
+/// @param most     ensembles analysed
+/// @param seconds  to stop after, whatever has been analysed
+Trial tryEnsembles(RunState& run, int most, double seconds);
+
 }  // namespace korvane

@@ -7,28 +7,41 @@
 
 namespace korvane {
 
-void readJob(RunState& run) {
-  Parameters& p = run.parameters;
-  readJobRecords(p);
-  readGrid(p);
-  findSupergatherHeader(p);
-  setFixedConstants(p, run.constants);
-  readIterations(p);
-  readNeighbourhood(p);
-  readWindow(p);
-  if (p.method != 1) openHorizonTable(p, run.tables);
-  readInputName(p);
-  openInputVelocities(p, run.tables);
-  readFilters(p);
-  readAngles(p, run.constants.rad);
-  readStatics(p);
-  readAzimuths(p);
-  readOutputs(p);
-  if (p.outvel != 0) openOutputVelocities(p, run.tables);
+std::span<const StartUpStep> readingSteps() {
+  static constexpr StartUpStep steps[] = {
+      [](RunState& run) { readJobRecords(run.parameters); },
+      [](RunState& run) { readGrid(run.parameters); },
+      [](RunState& run) { findSupergatherHeader(run.parameters); },
+      [](RunState& run) { setFixedConstants(run.parameters, run.constants); },
+      [](RunState& run) { readIterations(run.parameters); },
+      [](RunState& run) { readNeighbourhood(run.parameters); },
+      [](RunState& run) { readWindow(run.parameters); },
+      [](RunState& run) {
+        if (run.parameters.method != 1) openHorizonTable(run.parameters, run.tables);
+      },
+      [](RunState& run) { readInputName(run.parameters); },
+      [](RunState& run) { openInputVelocities(run.parameters, run.tables); },
+      [](RunState& run) { readFilters(run.parameters); },
+      [](RunState& run) { readAngles(run.parameters, run.constants.rad); },
+      [](RunState& run) { readStatics(run.parameters); },
+      [](RunState& run) { readAzimuths(run.parameters); },
+      [](RunState& run) { readOutputs(run.parameters); },
+      [](RunState& run) {
+        if (run.parameters.outvel != 0) openOutputVelocities(run.parameters, run.tables);
+      },
+  };
+  return steps;
+}
 
-  designInterpolation(p, run.constants);
-  designBandFilters(p, run.constants);
-  fillAvoBlock(p, run.constants);
+void designFilters(RunState& run) {
+  designInterpolation(run.parameters, run.constants);
+  designBandFilters(run.parameters, run.constants);
+  fillAvoBlock(run.parameters, run.constants);
+}
+
+void readJob(RunState& run) {
+  for (const StartUpStep step : readingSteps()) step(run);
+  designFilters(run);
 }
 
 void startUp(RunState& run, int argc, char** argv) {

@@ -64,10 +64,15 @@ std::size_t flowsOfGatherPass() {
   return threads > 1 ? static_cast<std::size_t>(2 * threads) : 1;
 }
 
+/// Bytes of a store whose rows hold that many values.
+std::int64_t rowsBytes(const Parameters& p, int rowLength) {
+  return 4 * static_cast<std::int64_t>(rowLength) * p.slots();
+}
+
 template <class Value>
 void mapRows(const Parameters& p, int rowLength, Value*& store) {
   static_assert(sizeof(Value) == 4);
-  store = static_cast<Value*>(host::mapMemory(4 * static_cast<std::int64_t>(rowLength) * p.slots()));
+  store = static_cast<Value*>(host::mapMemory(rowsBytes(p, rowLength)));
 }
 
 void mapStores(const Parameters& p, Stores& s) {
@@ -132,6 +137,24 @@ void makeStorage(RunState& run) {
 
   // a CDP without data of its own is revised and read back when its neighbours suffice
   std::fill_n(s.vstore, p.slots() * p.nt, 0.0f);
+}
+
+std::vector<std::int64_t> storeBytes(const Parameters& p) {
+  std::vector<std::int64_t> bytes;
+  for (const int rowLength : {p.nt, p.nt, 1, 1, 1, p.idiff, p.idiff, p.idiff, p.idiff}) {
+    bytes.push_back(rowsBytes(p, rowLength));
+  }
+  return bytes;
+}
+
+std::int64_t workBytes(const RunState& run) {
+  return 4 * static_cast<std::int64_t>(reportedWords(Sizes(run.parameters, run.constants)) * (flowsOfGatherPass() + 1));
+}
+
+void makeTrialStorage(RunState& run) {
+  run.parameters.maxens = 1;
+  makeWork(run.parameters, run.constants, run.work);
+  mapStores(run.parameters, run.stores);
 }
 
 }  // namespace korvane

@@ -56,10 +56,10 @@ json fileRows(const std::filesystem::path& file) {
 
 json dataRows(const Survey& survey) {
   const korvane::Parameters& p = survey.parameters();
-  host::local::SegyData& data = survey.job().data();
+  const host::local::SegyData& data = survey.job().data();
   json rows = fileRows(survey.file().input.file);
   rows.push_back(row("Traces", text(data.traces(), " of ", p.nt, " samples at ", p.dt, " ms")));
-  rows.push_back(row("Ensembles", text(data.ensembles(), ", of which ", survey.places().size(), " in the grid")));
+  rows.push_back(row("Ensembles", text(survey.places().size(), " in the grid")));
   if (survey.places().empty()) return rows;
   const auto byTraces = [](const Place& a, const Place& b) { return a.traces < b.traces; };
   const auto byCdp = [](const Place& a, const Place& b) { return a.cdp < b.cdp; };

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "host/framework.h"
-#include "host/local/header_words.h"
 #include "korvane/headers.h"
 #include "korvane/start_up.h"
 #include "korvane/tables.h"
@@ -12,23 +10,22 @@ namespace report {
 
 namespace {
 
-std::vector<Place> placesOf(const korvane::RunState& run, host::local::SegyData& data) {
-  const host::StandardHeaders& hdr = run.constants.hdr;
+std::vector<Place> placesOf(const korvane::Parameters& p, const host::local::SegyData& data) {
   std::vector<Place> places;
-  std::vector<std::int32_t> head(host::local::headerWords + 1);
-  for (int ensemble = 0; ensemble < data.ensembles(); ++ensemble) {
-    data.readHead(ensemble, head.data());
-    const int cdp = korvane::standardWord(head.data(), hdr.icdp);
-    const auto slot = korvane::gridSlot(run.parameters, run.constants, head.data(), cdp);
-    if (!slot) continue;
-    places.push_back({.ensemble = ensemble,
-                      .cdp = cdp,
-                      .iline = korvane::standardWord(head.data(), hdr.iiline_no),
-                      .xline = korvane::standardWord(head.data(), hdr.ixline_no),
-                      .x = korvane::standardFloat(head.data(), hdr.icdp_x),
-                      .y = korvane::standardFloat(head.data(), hdr.icdp_y),
+  int number = -1;
+  for (const host::local::EnsembleFacts& ensemble : data.ensembles()) {
+    ++number;
+    const auto slot = korvane::gridSlot(p, ensemble.iline, p.is3D != 0 ? ensemble.xline : ensemble.cdp);
+    if (!ensemble.live || !slot) continue;
+    const host::local::Position position = data.find(ensemble.cdp).value_or(host::local::Position{});
+    places.push_back({.ensemble = number,
+                      .cdp = ensemble.cdp,
+                      .iline = ensemble.iline,
+                      .xline = ensemble.xline,
+                      .x = static_cast<float>(position.x),
+                      .y = static_cast<float>(position.y),
                       .slot = *slot,
-                      .traces = data.tracesOf(ensemble)});
+                      .traces = ensemble.traces});
   }
   return places;
 }
@@ -56,7 +53,7 @@ Survey::Survey(const host::local::JobFile& file, host::local::LocalJob& job)
       times_(shownTimes(run_.parameters)),
       grid_(run_.parameters,
             std::max<std::int64_t>(mostValues / (std::int64_t{run_.parameters.nazim + 1} * times_.count), 1)),
-      places_(placesOf(run_, job.data())) {
+      places_(placesOf(run_.parameters, job.data())) {
   for (std::size_t i = 0; i < places_.size(); ++i) {
     bySlot_.emplace(places_[i].slot, i);
     byCdp_.emplace(places_[i].cdp, i);

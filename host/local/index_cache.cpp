@@ -123,13 +123,13 @@ bool isFresh(const SegyFile::State& state) {
 
 }  // namespace
 
-TraceIndex cachedIndex(const fs::path& cache, const SegyFile& file, HeaderField key) {
+TraceIndex cachedIndex(const fs::path& cache, const SegyFile& file, HeaderField key, CacheAccess access) {
   const SegyFile::State state = file.state();
   const bool fresh = isFresh(state);
   const std::string identity = identityOf(file, state, key);
   if (std::optional<TraceIndex> known = load(cache, identity, file.traces())) return *std::move(known);
   TraceIndex index = indexTraces(file, key);
-  if (!fresh && file.state() == state) save(cache, identity, index);
+  if (access == CacheAccess::write && !fresh && file.state() == state) save(cache, identity, index);
   return index;
 }
 

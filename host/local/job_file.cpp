@@ -32,19 +32,89 @@ std::string shown(const toml::node& node) {
 
 int lineOf(const toml::node& node) { return static_cast<int>(node.source().begin.line); }
 
+/// The tables of a job file and the keys that each may have.
+const std::vector<std::pair<std::string, std::vector<std::string>>>& knownTables() {
+  static const std::vector<std::pair<std::string, std::vector<std::string>>> tables = [] {
+    std::vector<std::string> parameters;
+    for (const ParameterKey& key : parameterKeys()) parameters.emplace_back(key.name);
+    return std::vector<std::pair<std::string, std::vector<std::string>>>{
+        {"survey", {"type", "units"}},
+        {"data", {"input", "output", "primary_key", "allow_truncated", "format"}},
+        {"headers", HeaderLayout::knownNames()},
+        {"database", {"file"}},
+        {"run", {"threads", "scratch"}},
+        {"parameters", parameters}};
+  }();
+  return tables;
+}
+
+const std::vector<std::string>& knownKeys(const std::string& table) {
+  const auto& tables = knownTables();
+  return std::find_if(tables.begin(), tables.end(), [&](const auto& known) { return known.first == table; })->second;
+}
+
+/// The settings of the command line: values as they were written, by "table.key".
+using Settings = std::map<std::string, std::string>;
+
+Settings readSettings(const JobSettings& settings, Problems& problems) {
+  std::vector<std::string> known;
+  for (const auto& [table, keys] : knownTables()) {
+    for (const std::string& key : keys) known.push_back(table == "parameters" ? key : table + "." + key);
+  }
+  Settings read;
+  for (const std::string& setting : settings) {
+    const std::size_t equals = setting.find('=');
+    std::string key = setting.substr(0, equals);
+    if (key.starts_with("parameters.")) key.erase(0, std::string("parameters.").size());
+    if (equals == std::string::npos) {
+      problems.add("--set " + setting + ": expected KEY=VALUE, such as NUMITER=6 or data.output=other.sgy");
+    } else if (std::find(known.begin(), known.end(), key) == known.end()) {
+      problems.add("--set " + setting + ": unknown key; the nearest one known is " + nearestName(key, known));
+    } else {
+      read[key.find('.') == std::string::npos ? "parameters." + key : key] = setting.substr(equals + 1);
+    }
+  }
+  return read;
+}
+
+/// Puts a value into a table: as TOML reads it or, when it is none, as text.
+void put(toml::table& table, const std::string& key, const std::string& text) {
+  try {
+    toml::table read = toml::parse("value = " + text);
+    if (read.size() == 1) {
+      table.insert_or_assign(key, std::move(*read.get("value")));
+      return;
+    }
+  } catch (const toml::parse_error&) {
+  }
+  table.insert_or_assign(key, text);
+}
+
+/// Puts the settings in place of what the job has.
+void apply(const Settings& settings, toml::table& job) {
+  for (const auto& [name, text] : settings) {
+    const std::size_t dot = name.find('.');
+    const std::string table = name.substr(0, dot);
+    if (!job.contains(table)) job.insert(table, toml::table{});
+    // what stands there in place of a table is refused with its line
+    if (toml::table* entries = job.get(table)->as_table()) put(*entries, name.substr(dot + 1), text);
+  }
+}
+
 /// One table of the job file: hands out its values and refuses what it does not know.
 class Section {
  public:
-  Section(const std::string& file, const toml::table& job, std::string name, std::vector<std::string> keys)
-      : file_(file), name_(std::move(name)), table_(job[name_].as_table()) {
+  Section(const std::string& file, const toml::table& job, std::string name, const Settings& settings,
+          Problems& problems)
+      : file_(file), name_(std::move(name)), table_(job[name_].as_table()), settings_(settings) {
     if (const toml::node* node = job.get(name_); node != nullptr && table_ == nullptr) {
-      throw RunError(file_ + ":" + std::to_string(lineOf(*node)) + ": " + name_ + ": expected a table, [" + name_ +
-                     "]");
+      problems.add(file_ + ":" + std::to_string(lineOf(*node)) + ": " + name_ + ": expected a table, [" + name_ + "]");
     }
+    const std::vector<std::string>& keys = knownKeys(name_);
     for (const auto& [key, value] : entries()) {
       const std::string found(key.str());
       if (std::find(keys.begin(), keys.end(), found) != keys.end()) continue;
-      throw RunError(where(found, value) + ": unknown key; the nearest one known is " + nearestName(found, keys));
+      problems.add(where(found, value) + ": unknown key; the nearest one known is " + nearestName(found, keys));
     }
   }
 
@@ -58,9 +128,17 @@ class Section {
   fs::path path(const std::string& key) const {
     constexpr const char* expected = "a file or folder name in quotes";
     const toml::node& node = required(key, expected);
-    const std::string found = *valueOf<std::string>(node, key, expected);
+    const std::string found = text(key, node, expected);
     if (found.empty()) fail(key, node, expected);
     return found;
+  }
+
+  /// Text; a setting may stand without quotes even where it reads as a number.
+  std::string text(const std::string& key, const toml::node& node, const std::string& expected) const {
+    if (const auto value = node.value_exact<std::string>()) return *value;
+    const auto setting = settings_.find(name_ + "." + key);
+    if (setting == settings_.end()) fail(key, node, expected);
+    return setting->second;
   }
 
   /// One of the given words.
@@ -73,7 +151,7 @@ class Section {
       expected = expected + '"' + word + '"';
     }
     const toml::node& node = *entries().get(key);
-    const std::string found = *valueOf<std::string>(node, key, expected);
+    const std::string found = text(key, node, expected);
     if (std::find(words.begin(), words.end(), found) == words.end()) fail(key, node, expected);
     return found;
   }
@@ -91,6 +169,11 @@ class Section {
     return has(key) && *valueOf<bool>(*entries().get(key), key, "true or false");
   }
 
+  /// Where a value comes from: "file:line", or "--set".
+  std::string place(const std::string& key, const toml::node& node) const {
+    return settings_.contains(name_ + "." + key) ? "--set" : file_ + ":" + std::to_string(lineOf(node));
+  }
+
   [[noreturn]] void fail(const std::string& key, const toml::node& node, const std::string& expected) const {
     throw RunError(where(key, node) + ": expected " + expected);
   }
@@ -100,7 +183,7 @@ class Section {
 
  private:
   std::string where(const std::string& key, const toml::node& node) const {
-    return file_ + ":" + std::to_string(lineOf(node)) + ": [" + name_ + "] " + key + " = " + shown(node);
+    return place(key, node) + ": [" + name_ + "] " + key + " = " + shown(node);
   }
 
   const toml::node& required(const std::string& key, const std::string& expected) const {
@@ -118,6 +201,7 @@ class Section {
   std::string file_;
   std::string name_;
   const toml::table* table_;
+  const Settings& settings_;
 };
 
 HeaderFormat headerFormat(const Section& headers, const std::string& name, const toml::node& node) {
@@ -152,51 +236,46 @@ HeaderField headerField(const Section& headers, const std::string& name, const t
   return field;
 }
 
-HeaderLayout headerLayout(const Section& headers) {
+HeaderLayout headerLayout(const Section& headers, Problems& problems) {
   HeaderLayout layout;
-  for (const auto& [key, node] : headers.entries()) {
-    const std::string name(key.str());
-    HeaderField& field = layout.fields[name];
-    field = headerField(headers, name, node, field);
+  for (const std::string& name : HeaderLayout::knownNames()) {
+    if (!headers.has(name)) continue;
+    problems.attempt([&] {
+      HeaderField& field = layout.fields[name];
+      field = headerField(headers, name, *headers.entries().get(name), field);
+    });
   }
   return layout;
 }
 
-std::map<std::string, ParameterSet::Given> parameterValues(const Section& section) {
-  std::map<std::string, ParameterSet::Given> given;
-  for (const ParameterKey& key : parameterKeys()) {
-    if (!section.has(key.name)) continue;
-    const toml::node& node = *section.entries().get(key.name);
-    ParameterSet::Value value;
-    switch (key.type) {
-      case ParameterType::integer: {
-        constexpr const char* expected = "int, a whole number of at most 32 bits";
-        const auto found = node.value_exact<std::int64_t>();
-        if (!found || !std::in_range<int>(*found)) section.fail(key.name, node, expected);
-        value = static_cast<int>(*found);
-        break;
-      }
-      case ParameterType::real: {
-        if (!node.is_number()) section.fail(key.name, node, "float, a number");
-        value = static_cast<float>(*node.value<double>());
-        break;
-      }
-      case ParameterType::text: {
-        const auto found = node.value_exact<std::string>();
-        if (!found) section.fail(key.name, node, "string, text in quotes");
-        value = *found;
-        break;
-      }
+ParameterSet::Value parameterValue(const Section& section, const ParameterKey& key, const toml::node& node) {
+  switch (key.type) {
+    case ParameterType::integer: {
+      constexpr const char* expected = "int, a whole number of at most 32 bits";
+      const auto found = node.value_exact<std::int64_t>();
+      if (!found || !std::in_range<int>(*found)) section.fail(key.name, node, expected);
+      return static_cast<int>(*found);
     }
-    given.emplace(key.name, ParameterSet::Given{.value = value, .line = lineOf(node)});
+    case ParameterType::real:
+      if (!node.is_number()) section.fail(key.name, node, "float, a number");
+      return static_cast<float>(*node.value<double>());
+    case ParameterType::text:
+      break;
   }
-  return given;
+  return section.text(key.name, node, "string, text in quotes");
 }
 
-std::vector<std::string> parameterNames() {
-  std::vector<std::string> names;
-  for (const ParameterKey& key : parameterKeys()) names.emplace_back(key.name);
-  return names;
+std::map<std::string, ParameterSet::Given> parameterValues(const Section& section, Problems& problems) {
+  std::map<std::string, ParameterSet::Given> given;
+  for (const ParameterKey& key : parameterKeys()) {
+    const toml::node* node = section.entries().get(key.name);
+    if (node == nullptr) continue;
+    problems.attempt([&] {
+      given.emplace(key.name, ParameterSet::Given{.value = parameterValue(section, key, *node),
+                                                  .place = section.place(key.name, *node)});
+    });
+  }
+  return given;
 }
 
 std::string readText(const fs::path& file) {
@@ -213,13 +292,14 @@ toml::table parse(const std::string& name, const std::string& text) {
   }
 }
 
-void checkSections(const std::string& name, const toml::table& job) {
-  const std::vector<std::string> sections{"survey", "data", "headers", "database", "run", "parameters"};
+void checkTables(const std::string& name, const toml::table& job, Problems& problems) {
+  std::vector<std::string> tables;
+  for (const auto& [table, keys] : knownTables()) tables.push_back(table);
   for (const auto& [key, node] : job) {
     const std::string found(key.str());
-    if (std::find(sections.begin(), sections.end(), found) != sections.end()) continue;
-    throw RunError(name + ":" + std::to_string(lineOf(node)) + ": unknown key " + found +
-                   "; the nearest table known is [" + nearestName(found, sections) + "]");
+    if (std::find(tables.begin(), tables.end(), found) != tables.end()) continue;
+    problems.add(name + ":" + std::to_string(lineOf(node)) + ": unknown key " + found +
+                 "; the nearest table known is [" + nearestName(found, tables) + "]");
   }
 }
 
@@ -267,42 +347,55 @@ std::string nearestName(const std::string& found, const std::vector<std::string>
                            [&](const auto& a, const auto& b) { return distance(a) < distance(b); });
 }
 
-JobFile readJobFile(const fs::path& file, MessageSink& messages) {
+JobFile readJobFile(const fs::path& file, const JobSettings& jobSettings, MessageSink& messages, Problems& problems) {
   const std::string name = file.string();
-  const std::string text = readText(file);
-  const toml::table job = parse(name, text);
-  checkSections(name, job);
+  JobFile result;
+  result.file = file;
+  result.text = readText(file);
+  toml::table job = parse(name, result.text);
+  for (const std::string& setting : jobSettings) result.text += "\n# --set " + setting;
+  const Settings settings = readSettings(jobSettings, problems);
+  apply(settings, job);
+  checkTables(name, job, problems);
 
-  const Section survey(name, job, "survey", {"type", "units"});
-  const Section data(name, job, "data", {"input", "output", "primary_key", "allow_truncated", "format"});
-  const Section headers(name, job, "headers", HeaderLayout::knownNames());
-  const Section database(name, job, "database", {"file"});
-  const Section run(name, job, "run", {"threads", "scratch"});
-  const Section parameters(name, job, "parameters", parameterNames());
-
+  const auto section = [&](const char* table) { return Section(name, job, table, settings, problems); };
+  const Section survey = section("survey"), data = section("data"), headers = section("headers"),
+                database = section("database"), run = section("run");
   const fs::path folder = file.parent_path();
-  const bool is3D = survey.choice("type", "2D", {"2D", "3D"}) == "3D";
-  JobFile result{
-      .file = file,
-      .text = text,
-      .is3D = is3D,
-      .feet = survey.choice("units", "metres", {"metres", "feet"}) == "feet",
-      .input = {.file = folder / data.path("input"),
-                .layout = headerLayout(headers),
-                .primaryKey = data.choice("primary_key", "CDP", {"CDP", "SG_CDP"}),
-                .allowTruncated = data.flag("allow_truncated"),
-                .format = sampleFormatCode(data.choice("format", "", {"ibm", "ieee", "int32", "int16", "int8"}))},
-      .output = {},
-      .database = folder / database.path("file"),
-      .threads = run.integer("threads", 0, 0),
-      .scratch = {},
-      .parameters = ParameterSet(name, is3D, parameterValues(parameters), messages)};
-  result.scratch = run.has("scratch") ? folder / run.path("scratch") : result.database.parent_path();
-  if (data.has("output")) result.output = folder / data.path("output");
+  const auto take = [&](auto read) { return problems.attempt(read); };
+  const bool isSurvey = take([&] { result.is3D = survey.choice("type", "2D", {"2D", "3D"}) == "3D"; });
+  take([&] { result.feet = survey.choice("units", "metres", {"metres", "feet"}) == "feet"; });
+  take([&] { result.input.file = folder / data.path("input"); });
+  take([&] { result.input.primaryKey = data.choice("primary_key", "CDP", {"CDP", "SG_CDP"}); });
+  take([&] { result.input.allowTruncated = data.flag("allow_truncated"); });
+  take([&] {
+    result.input.format = sampleFormatCode(data.choice("format", "", {"ibm", "ieee", "int32", "int16", "int8"}));
+  });
+  take([&] {
+    if (data.has("output")) result.output = folder / data.path("output");
+  });
+  result.input.layout = headerLayout(headers, problems);
+  if (problems.none()) take([&] { checkPrimaryKey(result.input, data, headers); });
+  take([&] { result.database = folder / database.path("file"); });
+  take([&] { result.threads = run.integer("threads", 0, 0); });
+  take([&] { result.scratch = run.has("scratch") ? folder / run.path("scratch") : result.database.parent_path(); });
 
-  checkPrimaryKey(result.input, data, headers);
-  checkOutput(result, data);
+  Problems ofParameters;
+  const Section parameters(name, job, "parameters", settings, ofParameters);
+  auto given = parameterValues(parameters, ofParameters);
+  if (isSurvey && ofParameters.none()) {  // a set with gaps would say the same in other words
+    result.parameters = ParameterSet(name, result.is3D, std::move(given), messages, ofParameters);
+  }
+  problems.add(ofParameters);
+  if (problems.none()) take([&] { checkOutput(result, data); });
   return result;
+}
+
+JobFile readJobFile(const fs::path& file, MessageSink& messages, const JobSettings& settings) {
+  Problems problems;
+  JobFile job = readJobFile(file, settings, messages, problems);
+  problems.raise();
+  return job;
 }
 
 }  // namespace host::local

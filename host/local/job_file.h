@@ -3,8 +3,10 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/local/parameter_set.h"
+#include "host/local/problems.h"
 #include "host/local/segy_data.h"
 
 namespace host::local {
@@ -13,7 +15,7 @@ namespace host::local {
 /// directory; in the file they are relative to the file.
 struct JobFile {
   std::filesystem::path file;
-  std::string text;  ///< the file as it stands
+  std::string text;  ///< the file as it stands, and the settings in comments behind it
   bool is3D = false;
   bool feet = false;
   SegyInput input;
@@ -24,9 +26,17 @@ struct JobFile {
   ParameterSet parameters;
 };
 
-/// Reads a job file. RunError with file, line, key, value found and value expected for anything that cannot be run;
-/// warnings go to `messages`.
-JobFile readJobFile(const std::filesystem::path& file, MessageSink& messages);
+/// Values that take the place of those in a job file, "KEY=VALUE" each: KEY is a parameter or "section.key", VALUE a
+/// TOML value; text may go without quotes.
+using JobSettings = std::vector<std::string>;
+
+/// Reads a job file. Everything that cannot be run goes to `problems`, with file and line (or "--set"), key, value
+/// found and value expected; then the job is complete only as far as it is right. Warnings go to `messages`.
+/// @throws RunError when the file cannot be read or is not TOML
+JobFile readJobFile(const std::filesystem::path& file, const JobSettings& settings, MessageSink& messages,
+                    Problems& problems);
+/// The same, with a RunError of all problems, a line each.
+JobFile readJobFile(const std::filesystem::path& file, MessageSink& messages, const JobSettings& settings = {});
 
 /// The known name that is closest to the one found (least insertions, deletions, exchanges).
 std::string nearestName(const std::string& found, const std::vector<std::string>& known);

@@ -1,46 +1,96 @@
 #include "host/local/local_job.h"
 
+#include <chrono>
 #include <optional>
 #include <set>
 #include <tuple>
 #include <utility>
 #include <vector>
 
-#include "host/local/database.h"
 #include "host/local/header_words.h"
 #include "host/local/mapped_store.h"
 #include "host/local/progress_bar.h"
-#include "host/local/segy_data.h"
+#include "host/local/stop_signals.h"
 
 namespace host::local {
 
 namespace {
 
-/// The input's ensembles, with a progress bar.
+/// The time that each pass over the data takes.
+class PassTimes {
+ public:
+  /// An ensemble is asked for. The tool revises velocities with the ensemble that opens a pass in hand, so that the
+  /// pass before it ends here.
+  void ask(std::int64_t delivered) {
+    if (passes_.empty()) start_ = Clock::now();
+    if (opened_ && passes_.size() > 1) end(passes_[passes_.size() - 2]);
+    opened_ = false;
+    delivered_ = delivered;
+  }
+
+  /// @param delivered  traces up to the ensemble that was asked for
+  void deliver(bool opens, std::int64_t delivered) {
+    if (opens) passes_.emplace_back();
+    if (delivered > delivered_) {
+      passes_.back().traces += delivered - delivered_;
+    } else if (!passes_.empty()) {
+      end(passes_.back());
+    }
+    opened_ = opens;
+  }
+
+  const std::vector<RunSummary::Pass>& passes() const { return passes_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  void end(RunSummary::Pass& pass) {
+    const Clock::time_point now = Clock::now();
+    pass.seconds = std::chrono::duration<double>(now - std::exchange(start_, now)).count();
+  }
+
+  std::vector<RunSummary::Pass> passes_;
+  bool opened_ = false;  ///< the ensemble in hand opens a pass
+  std::int64_t delivered_ = 0;
+  Clock::time_point start_;
+};
+
+/// The input's ensembles: with a progress bar, until the user stops the run.
 class WatchedInput : public EnsembleSource {
  public:
   explicit WatchedInput(SegyData& data) : data_(data) {}
 
   void deliver(int passes) override {
-    total_ = data_.traces() * passes;
+    passes_ = passes;
     data_.deliver(passes);
   }
 
   /// No bar stands over the first and the last ensemble of a pass: the tool prints its lines there.
   int next(float* const* traces, std::int32_t* const* heads) override {
+    if (const int signal = StopSignals::received()) throw Stopped(signal);
+    times_.ask(data_.tracesDelivered());
     const int count = data_.next(traces, heads);
-    if (count > 0 && data_.tracesDelivered() % data_.traces() > count) {
-      bar_.show(data_.tracesDelivered(), total_);
+    const std::int64_t delivered = data_.tracesDelivered();
+    times_.deliver(count > 0 && (delivered - count) % data_.traces() == 0, delivered);
+    if (count > 0 && delivered % data_.traces() > count) {
+      bar_.show({.pass = static_cast<int>(times_.passes().size()),
+                 .passes = passes_,
+                 .done = delivered,
+                 .total = data_.traces() * passes_});
     } else {
       bar_.clear();
     }
     return count;
   }
 
+  int passesAsked() const { return passes_; }
+  const std::vector<RunSummary::Pass>& passes() const { return times_.passes(); }
+
  private:
   SegyData& data_;
   ProgressBar bar_;
-  std::int64_t total_ = 0;
+  PassTimes times_;
+  int passes_ = 0;
 };
 
 /// The output file of a run, made when the initialisation is over.
@@ -52,7 +102,11 @@ class RunOutput : public TraceSink {
   void begin() {
     if (file_.output) output_.emplace(*file_.output, data_, notes());
   }
-  void put(const float* trace, const std::int32_t* head) override { output_->put(trace, head); }
+  void put(const float* trace, const std::int32_t* head) override {
+    output_->put(trace, head);
+    ++traces_;
+  }
+  std::int64_t traces() const { return traces_; }
   void secure() {
     if (output_) output_->secure();
   }
@@ -74,6 +128,7 @@ class RunOutput : public TraceSink {
   const SegyData& data_;
   std::string version_;
   std::optional<SegyOutput> output_;
+  std::int64_t traces_ = 0;
 };
 
 /// The database's tables, with the positions of the CDPs that the data know.
@@ -107,10 +162,19 @@ class RunTables : public TableStore {
     place(table, type);
     output_.secure();  // a full disk leaves the earlier table too
     database_.save(table, type);
+    savedType_ = type;
+    saved_ = table.name();
+    functions_ = table.functions().size();
     if (!table.functions().empty()) return;
     messages_.warn(file_.database.string() + ": the " + type + " table \"" + table.name() +
                    "\" is written without a function: no CDP had results; see FOLD (also of each azimuth sector), the "
                    "ranges of the grid and the angle limits of the job");
+  }
+
+  void describe(RunSummary& summary) const {
+    summary.tableType = savedType_;
+    summary.table = saved_;
+    summary.functions = functions_;
   }
 
  private:
@@ -131,12 +195,9 @@ class RunTables : public TableStore {
   RunOutput& output_;
   MessageSink& messages_;
   std::set<std::pair<std::string, std::string>> outputs_;
+  std::string savedType_, saved_;
+  std::size_t functions_ = 0;
 };
-
-const JobFile& checked(const JobFile& file, const SegyData& data) {
-  file.parameters.checkAgainst(data.interval() * static_cast<float>(data.samples()));
-  return file;
-}
 
 }  // namespace
 
@@ -146,10 +207,11 @@ std::filesystem::path indexFile(const JobFile& file) {
 
 class LocalJob::Impl : public RunLink {
  public:
-  Impl(const JobFile& file, const std::string& version, MessageSink& messages)
-      : database_(file.database, Database::Access::write),
-        data_(file.input, messages, indexFile(file)),
-        file_(checked(file, data_)),
+  Impl(const JobFile& file, const std::string& version, MessageSink& messages, Database::Access access)
+      : database_(file.database, access),
+        data_(file.input, messages, indexFile(file),
+              access == Database::Access::read ? CacheAccess::read : CacheAccess::write),
+        file_(file),
         input_(data_),
         output_(file, data_, version),
         tables_(file, database_, data_, output_, messages),
@@ -178,6 +240,16 @@ class LocalJob::Impl : public RunLink {
     if (record_) database_.addPass(*record_, pass);
   }
 
+  RunSummary summary() const {
+    RunSummary summary;
+    summary.passes = input_.passes();
+    summary.passesAsked = input_.passesAsked();
+    summary.inputTraces = data_.tracesDelivered();
+    summary.outputTraces = output_.traces();
+    tables_.describe(summary);
+    return summary;
+  }
+
   void fail(const std::string& why) {
     if (!record_) return;
     try {
@@ -189,7 +261,9 @@ class LocalJob::Impl : public RunLink {
   }
 
  private:
-  void start(int /*argc*/, char** /*argv*/, const std::string& /*kind*/) override {}
+  void start(int /*argc*/, char** /*argv*/, const std::string& /*kind*/) override {
+    file_.parameters.checkAgainst(data_.interval() * static_cast<float>(data_.samples()));
+  }
   void connect() override {}
   void setToolName(const std::string& name) override { record_ = database_.beginRun(name, file_.text); }
   void endInitialisation() override { output_.begin(); }
@@ -212,14 +286,15 @@ class LocalJob::Impl : public RunLink {
   std::int64_t traces_ = 0;
 };
 
-LocalJob::LocalJob(const JobFile& file, const std::string& version, MessageSink& messages)
-    : impl_(std::make_unique<Impl>(file, version, messages)) {}
+LocalJob::LocalJob(const JobFile& file, const std::string& version, MessageSink& messages, Database::Access access)
+    : impl_(std::make_unique<Impl>(file, version, messages, access)) {}
 LocalJob::~LocalJob() = default;
 
 Job& LocalJob::job() { return impl_->job(); }
 SegyData& LocalJob::data() { return impl_->data(); }
 Database& LocalJob::database() { return impl_->database(); }
 void LocalJob::recordPass(const PassRecord& pass) { impl_->recordPass(pass); }
+RunSummary LocalJob::summary() const { return impl_->summary(); }
 void LocalJob::fail(const std::string& why) { impl_->fail(why); }
 
 }  // namespace host::local

@@ -99,13 +99,27 @@ int openUnlinked(const std::filesystem::path& folder) {
   return named;
 }
 
+}  // namespace
+
+StorePlan planStores(const std::vector<std::int64_t>& blocks, std::optional<std::int64_t> memoryBudget) {
+  StorePlan plan{.memoryBudget = memoryBudget ? *memoryBudget : memoryForStores()};
+  for (const std::int64_t bytes : blocks) {
+    (bytes <= plan.memoryBudget - plan.inMemory ? plan.inMemory : plan.inScratch) += bytes;
+  }
+  return plan;
+}
+
+std::optional<std::int64_t> freeSpace(const std::filesystem::path& folder) {
+  struct statvfs disk {};
+  if (::statvfs(folder.empty() ? "." : folder.c_str(), &disk) != 0) return std::nullopt;
+  return static_cast<std::int64_t>(disk.f_bavail) * static_cast<std::int64_t>(disk.f_frsize);
+}
+
 std::string inMegabytes(double bytes) {
   char text[48];
   std::snprintf(text, sizeof text, "%.1f MB", bytes / 1e6);
   return text;
 }
-
-}  // namespace
 
 MappedStore::MappedStore(std::filesystem::path scratch, MessageSink& messages, std::optional<std::int64_t> memoryBudget)
     : scratch_(scratch.empty() ? "." : std::move(scratch)),
@@ -157,14 +171,13 @@ void* MappedStore::mapFile(std::size_t bytes) {
 }
 
 void MappedStore::warnNoRoom(std::int64_t bytes, int reason) {
-  struct statvfs disk {};
-  const bool known = ::statvfs(scratch_.c_str(), &disk) == 0;
-  const double free = static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);
+  const std::optional<std::int64_t> free = freeSpace(scratch_);
   messages_.warn(
       "No room for a store of " + std::to_string(bytes) + " bytes (" + inMegabytes(static_cast<double>(bytes)) +
       "): " + inMegabytes(static_cast<double>(memoryBudget_ - inMemory_)) + " of memory are left for stores, and " +
-      (known ? inMegabytes(free) : std::string("nothing")) + " in scratch folder " + scratch_.string() + " (" +
-      std::strerror(reason) + "). Name a scratch folder with more room, or process a smaller range of CDPs.");
+      (free ? inMegabytes(static_cast<double>(*free)) : std::string("nothing")) + " in scratch folder " +
+      scratch_.string() + " (" + std::strerror(reason) +
+      "). Name a scratch folder with more room, or process a smaller range of CDPs.");
 }
 
 }  // namespace host::local

@@ -4,11 +4,27 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "host/local/job.h"
 
 namespace host::local {
+
+/// Where blocks would lie, in bytes.
+struct StorePlan {
+  std::int64_t inMemory = 0, inScratch = 0;
+  std::int64_t memoryBudget = 0;  ///< most that is held in memory
+};
+
+/// Where a MappedStore would put blocks of these sizes, one after the other. Nothing is made.
+StorePlan planStores(const std::vector<std::int64_t>& blocks, std::optional<std::int64_t> memoryBudget = std::nullopt);
+
+/// Bytes that a file in the folder may have; nothing when the system does not tell.
+std::optional<std::int64_t> freeSpace(const std::filesystem::path& folder);
+
+/// A number of bytes to read.
+std::string inMegabytes(double bytes);
 
 /// Blocks for the per-CDP stores, zeroed: in memory while they fit (all blocks so far within three quarters of the
 /// memory that the machine, and the control groups it runs in, have available at the start, and 256 MiB below it), in

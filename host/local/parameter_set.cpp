@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <sstream>
+#include <tuple>
 #include <utility>
 
 #include "host/local/numeric.h"
@@ -125,7 +126,8 @@ const char* describe(ReadWhen when) {
   __builtin_unreachable();
 }
 
-ParameterSet::ParameterSet(std::string file, bool is3D, std::map<std::string, Given> given, MessageSink& messages)
+ParameterSet::ParameterSet(std::string file, bool is3D, std::map<std::string, Given> given, MessageSink& messages,
+                           Problems& problems)
     : file_(std::move(file)), is3D_(is3D), values_(std::move(given)) {
   // the keys that choose a mode come before those that depend on it, AZIMTH and PRESTACK before their dependants
   for (const ParameterKey& key : parameterKeys()) {
@@ -133,22 +135,25 @@ ParameterSet::ParameterSet(std::string file, bool is3D, std::map<std::string, Gi
     if (values_.contains(key.name)) {
       if (!read) messages.warn(where(key.name) + ": not read by this job (read when: " + describe(key.when) + ")");
     } else if (key.fallback != nullptr) {
-      values_.emplace(key.name, Given{.value = parse(key, key.fallback), .line = 0});
+      values_.emplace(key.name, Given{.value = parse(key, key.fallback), .place = file_});
     } else if (read) {
-      throw RunError(file_ + ": [parameters] " + key.name + " is missing: expected " + describe(key.type) + ", " +
-                     key.about);
+      problems.add(file_ + ": [parameters] " + key.name + " is missing: expected " + describe(key.type) + ", " +
+                   key.about);
+      continue;
     }
-    if (read) checkRange(key);
+    if (read) problems.attempt([&] { checkRange(key); });
   }
-  if (is3D_) {
-    checkPair("MINILINE", "MAXILINE");
-    checkPair("MINXLINE", "MAXXLINE");
-  } else {
-    checkPair("MINCDP", "MAXCDP");
+  bool isGrid = true;
+  for (const auto& [when, least, most] :
+       {std::tuple{ReadWhen::survey3D, "MINILINE", "MAXILINE"}, std::tuple{ReadWhen::survey3D, "MINXLINE", "MAXXLINE"},
+        std::tuple{ReadWhen::survey2D, "MINCDP", "MAXCDP"}}) {
+    if (!isRead(when)) continue;
+    const bool complete = values_.contains(least) && values_.contains(most);
+    isGrid = complete && problems.attempt([&, low = least, high = most] { checkPair(low, high); }) && isGrid;
   }
-  checkGridSize();
+  if (isGrid) problems.attempt([&] { checkGridSize(); });
+  problems.attempt([&] { emitsTraces(); });  // the list of outputs is one
   warnOfSmallNeighbourhood(messages);
-  emitsTraces();  // the list of outputs is one
 }
 
 int ParameterSet::integer(const std::string& key) const { return std::get<int>(values_.at(key).value); }
@@ -208,8 +213,7 @@ void ParameterSet::checkAgainst(float traceLength) const {
 
 std::string ParameterSet::where(const std::string& key) const {
   const Given& given = values_.at(key);
-  const std::string line = given.line > 0 ? ":" + std::to_string(given.line) : "";
-  return file_ + line + ": [parameters] " + key + " = " + shown(given.value);
+  return given.place + ": [parameters] " + key + " = " + shown(given.value);
 }
 
 void ParameterSet::checkRange(const ParameterKey& key) const {

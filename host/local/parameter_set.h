@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "host/local/job.h"
+#include "host/local/problems.h"
 
 namespace host::local {
 
@@ -47,14 +48,19 @@ class ParameterSet : public ParameterSource {
   using Value = std::variant<int, float, std::string>;
   struct Given {
     Value value;
-    int line;  ///< of the job file
+    std::string place;  ///< "file:line", or what else a message on the value begins with
   };
 
-  /// @param file   the job file, for messages
-  /// @param given  values by key; keys and types are checked already
-  /// Fills in the defaults; a RunError for a missing required key, a value out of its range or a maximum below its
-  /// minimum; a warning for a key that the chosen modes do not read.
-  ParameterSet(std::string file, bool is3D, std::map<std::string, Given> given, MessageSink& messages);
+  /// Holds nothing.
+  ParameterSet() = default;
+
+  /// @param file      the job file, for messages
+  /// @param given     values by key; keys and types are checked already
+  /// @param problems  takes a missing required key, a value out of its range, a maximum below its minimum; then the set
+  ///                  is not to be used
+  /// Fills in the defaults; a warning for a key that the chosen modes do not read.
+  ParameterSet(std::string file, bool is3D, std::map<std::string, Given> given, MessageSink& messages,
+               Problems& problems);
 
   int integer(const std::string& key) const override;
   float real(const std::string& key) const override;
@@ -76,7 +82,7 @@ class ParameterSet : public ParameterSource {
   void warnOfSmallNeighbourhood(MessageSink& messages) const;
 
   std::string file_;
-  bool is3D_;
+  bool is3D_ = false;
   std::map<std::string, Given> values_;
 };
 

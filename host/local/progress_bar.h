@@ -2,10 +2,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <string>
 
 namespace host::local {
 
-/// Progress of a run on standard error, drawn only when that is a terminal: traces delivered, rate, time left.
+/// How far a run is.
+struct Progress {
+  int pass = 1, passes = 1;
+  std::int64_t done = 0, total = 1;  ///< traces over all passes
+};
+
+/// Pass, bar, traces a second and time left in a line of fewer than `columns` characters; a narrow one has no bar.
+std::string progressLine(const Progress& progress, double seconds, int columns);
+
+/// Progress of a run on standard error, drawn only when that is a terminal, as wide as that is.
 class ProgressBar {
  public:
   ProgressBar();
@@ -13,8 +23,8 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  /// @param done, total  traces over all passes
-  void show(std::int64_t done, std::int64_t total);
+  /// Draws now and then.
+  void show(const Progress& progress);
   /// Wipes the line, so that other output can follow.
   void clear();
 

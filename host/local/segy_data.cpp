@@ -4,10 +4,10 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "host/local/header_words.h"
-#include "host/local/index_cache.h"
 #include "host/local/segy_file.h"
 #include "host/local/trace_index.h"
 #include "host/local/trace_stream.h"
@@ -58,12 +58,13 @@ struct NamedWord {
 
 class SegyData::Impl {
  public:
-  Impl(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache)
+  Impl(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache, CacheAccess cacheAccess)
       : input_(input),
         messages_(messages),
         file_(input, messages),
         scalar_(input_.layout.fields.at("COORD_SCALAR")),
-        index_(indexCache.empty() ? indexTraces(file_, keyField()) : cachedIndex(indexCache, file_, keyField())),
+        index_(indexCache.empty() ? indexTraces(file_, keyField())
+                                  : cachedIndex(indexCache, file_, keyField(), cacheAccess)),
         largest_(index_.largestEnsemble()),
         stream_(file_, index_.runs) {
     defineWords();
@@ -83,28 +84,14 @@ class SegyData::Impl {
     stream_.goTo(run);
   }
 
-  /// First run of every ensemble.
-  const std::vector<std::size_t>& openings() const {
+  /// First run of an ensemble.
+  std::size_t opening(int ensemble) const {
     if (openings_.empty()) {
       for (std::size_t run = 0; run < index_.runs.size(); ++run) {
         if (index_.runs[run].opens != 0) openings_.push_back(run);
       }
     }
-    return openings_;
-  }
-  std::size_t opening(int ensemble) const { return openings().at(static_cast<std::size_t>(ensemble)); }
-
-  int tracesOf(int ensemble) const {
-    int traces = 0;
-    const std::size_t first = opening(ensemble), behind = index_.behind(first);
-    for (std::size_t run = first; run < behind; ++run) traces += index_.runs[run].traces;
-    return traces;
-  }
-
-  void readHead(int ensemble, std::int32_t* head) {
-    std::vector<unsigned char> trace(file_.traceBytes());
-    file_.read(static_cast<int>(index_.runs[opening(ensemble)].first), 1, trace.data());
-    unpackHead(trace.data(), head);
+    return openings_.at(static_cast<std::size_t>(ensemble));
   }
 
   int next(float* const* traces, std::int32_t* const* heads) {
@@ -142,7 +129,45 @@ class SegyData::Impl {
 
   std::optional<Position> find(int cdp) const { return index_.find(cdp, input_.layout); }
 
+  std::vector<EnsembleFacts> ensembles() const {
+    std::vector<EnsembleFacts> all;
+    for (std::size_t run = 0, behind = 0; run < index_.runs.size(); run = behind) {
+      behind = index_.behind(run);
+      all.push_back(ensemble({index_.runs.data() + run, behind - run}));
+    }
+    return all;
+  }
+
  private:
+  EnsembleFacts ensemble(std::span<const TraceRun> runs) const {
+    const std::map<std::string, HeaderField>& fields = input_.layout.fields;
+    const bool supergather = input_.primaryKey == "SG_CDP";
+    std::vector<unsigned char> bytes(file_.traceBytes());
+    EnsembleFacts facts;
+    bool found = false;
+    for (const TraceRun& run : runs) {
+      facts.traces += run.traces;
+      for (int i = 0; i < run.traces && !found; ++i) {
+        file_.read(static_cast<int>(run.first) + i, 1, bytes.data());
+        const TraceHeader header = file_.header(bytes.data());
+        const auto value = [&](const char* name) { return readField(header, fields.at(name)); };
+        const auto word = [&](const char* name) { return wholeNumber(value(name)); };
+        if (!isLive(word("TRC_TYPE"))) continue;
+        if (!facts.live) {
+          facts.live = true;
+          facts.cdp = word("CDP");
+          facts.iline = word("ILINE_NO");
+          facts.xline = word("XLINE_NO");
+          facts.offset = value("OFFSET") != 0.0;
+          facts.azimuth = value("SOU_X") != value("REC_X") || value("SOU_Y") != value("REC_Y");
+        }
+        found = !supergather || word("CDP") == word("SG_CDP");
+        if (found) facts.cdp = word("CDP");
+      }
+    }
+    return facts;
+  }
+
   void defineWords() {
     const std::map<std::string, HeaderField>& fields = input_.layout.fields;
     for (const StandardWord& standard : standardWords) {
@@ -253,8 +278,9 @@ class SegyData::Impl {
   Tally notFinite_, oddHeaders_;
 };
 
-SegyData::SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache)
-    : impl_(std::make_unique<Impl>(input, messages, indexCache)) {}
+SegyData::SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache,
+                   CacheAccess cacheAccess)
+    : impl_(std::make_unique<Impl>(input, messages, indexCache, cacheAccess)) {}
 SegyData::~SegyData() = default;
 
 int SegyData::samples() const { return impl_->facts().samples; }
@@ -268,9 +294,6 @@ std::int64_t SegyData::tracesDelivered() const { return impl_->tracesDelivered()
 SegyFileHead SegyData::head() const { return {impl_->facts().text, impl_->facts().binary, samples(), interval()}; }
 
 void SegyData::deliver(int passes) { impl_->deliverFrom(0, passes); }
-int SegyData::ensembles() const { return static_cast<int>(impl_->openings().size()); }
-int SegyData::tracesOf(int ensemble) const { return impl_->tracesOf(ensemble); }
-void SegyData::readHead(int ensemble, std::int32_t* head) { impl_->readHead(ensemble, head); }
 void SegyData::deliverFrom(int ensemble, int passes) { impl_->deliverFrom(impl_->opening(ensemble), passes); }
 int SegyData::next(float* const* traces, std::int32_t* const* heads) { return impl_->next(traces, heads); }
 
@@ -280,5 +303,6 @@ int SegyData::index(const std::string& name) const { return impl_->named(name).w
 int SegyData::add(const std::string& name, const std::string&, int format) { return impl_->add(name, format); }
 
 std::optional<Position> SegyData::find(int cdp) const { return impl_->find(cdp); }
+std::vector<EnsembleFacts> SegyData::ensembles() const { return impl_->ensembles(); }
 
 }  // namespace host::local

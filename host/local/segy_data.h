@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/local/index_cache.h"
 #include "host/local/job.h"
 #include "host/local/position.h"
 #include "host/local/segy_input.h"
@@ -14,13 +15,24 @@
 
 namespace host::local {
 
+/// Size and place of an ensemble.
+struct EnsembleFacts {
+  int traces = 0;
+  bool live = false;  ///< some trace code says so
+  // of the first live trace; the CDP of a supergather is that of its first live trace whose CDP equals SG_CDP
+  int cdp = 0, iline = 0, xline = 0;
+  bool offset = false;   ///< its offset is not 0
+  bool azimuth = false;  ///< its source and receiver differ
+};
+
 /// A prestack SEG-Y file as the framework's input: ensembles, trace headers, positions of the CDPs. The headers are
 /// indexed when it is opened, or the index of an earlier time is taken from its cache. Errors are RunError naming file,
 /// trace and value; oddities that do not stop a run go to `messages`.
 class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions {
  public:
   /// @param indexCache  file for the index, empty for none (see index_cache.h)
-  SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache = {});
+  SegyData(const SegyInput& input, MessageSink& messages, const std::filesystem::path& indexCache = {},
+           CacheAccess cacheAccess = CacheAccess::write);
   ~SegyData() override;
 
   int samples() const;
@@ -35,13 +47,7 @@ class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions
   void deliver(int passes) override;
   int next(float* const* traces, std::int32_t* const* heads) override;
 
-  /// Ensembles of one pass, numbered from 0 in the order of delivery.
-  int ensembles() const;
-  /// Traces of an ensemble.
-  int tracesOf(int ensemble) const;
-  /// The header words of the first trace of an ensemble, headerWords + 1 of them.
-  void readHead(int ensemble, std::int32_t* head);
-  /// Goes on with that ensemble in the first of `passes` passes.
+  /// The same from the ensemble of that number (from 0, in the order of delivery) on.
   void deliverFrom(int ensemble, int passes);
 
   bool exists(const std::string& name) const override;
@@ -50,6 +56,9 @@ class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions
   int add(const std::string& name, const std::string& about, int format) override;
 
   std::optional<Position> find(int cdp) const override;
+
+  /// Every ensemble of a pass, in order; reads the header of one trace of each, of a supergather some more.
+  std::vector<EnsembleFacts> ensembles() const;
 
   class Impl;
 

@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <cstdint>
+#include <iterator>
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "korvane/storage.h"
 #include "tests/korvane/line_job.h"
 
 namespace {
@@ -26,6 +31,18 @@ TEST(StartUp, CallsTheFrameworkInItsOrder) {
             "get VELFILT; get FOLD; get CORRWIN; get THMIN; get THMAX; get STATIC; get AZIMTH; get PRESTACK; "
             "get OUTPUT; get OUTVEL; get VELMETH; get VELSAMP; get VELNAMO; load VEL vout; map 4000; map 4000; "
             "map 40; map 40; map 40; map 2000; map 2000; map 2000; map 2000; initialised, output ensembles of 1; ");
+}
+
+TEST(StartUp, CountsTheStoresThatItMakes) {
+  const auto job = lineJob(100, {{"END", 200}, {"AZIMTH", 1}, {"NAZIM", 3}});
+  const StartedRun started(*job);
+  std::vector<std::string> counted, mapped;
+  for (const std::int64_t bytes : korvane::storeBytes(started.run.parameters)) {
+    counted.push_back("map " + std::to_string(bytes));
+  }
+  std::copy_if(job->calls.begin(), job->calls.end(), std::back_inserter(mapped),
+               [](const std::string& call) { return call.starts_with("map "); });
+  EXPECT_EQ(counted, mapped);
 }
 
 TEST(StartUp, TurnsWidthsOddAndTimesIntoSamples) {

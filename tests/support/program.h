@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <cstdlib>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,16 @@ struct Outcome {
   int status = -1;
   std::string out, err;
 };
+
+/// The lines that the tool itself prints.
+inline std::string toolLines(const std::string& log) {
+  std::istringstream in(log);
+  std::string lines;
+  for (std::string line; std::getline(in, line);) {
+    if (line.starts_with("KORVANE:")) lines += line + "\n";
+  }
+  return lines;
+}
 
 /// A test of the built program, which works in the folder of the test.
 class ProgramTest : public HostTest {

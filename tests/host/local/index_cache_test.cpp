@@ -47,6 +47,15 @@ TEST_F(IndexCacheTest, GivesWhatTheHeadersGaveUnlessTheFileOrTheJobIsAnother) {
   EXPECT_EQ(seen(), ofDead);
 }
 
+TEST_F(IndexCacheTest, IsUsedButNotMadeWhereNothingMayBeWritten) {
+  write(live);
+  SegyData(input, warnings, cache, CacheAccess::read);
+  EXPECT_EQ(filesInFolder(), 1);
+  seen();
+  write(dead);
+  EXPECT_EQ(SegyData(input, warnings, cache, CacheAccess::read).ensembles().size(), 4u) << "those of the live file";
+}
+
 TEST_F(IndexCacheTest, IsReplacedWhenDamagedAndNotMissedWhenItCannotBeWritten) {
   write(dead, -60);
   const std::string ofDead = seen();

@@ -110,6 +110,58 @@ TEST_F(JobFileTest, AMistakeIsNamedWithFileLineKeyFoundAndExpected) {
   read(completeJob).parameters.checkAgainst(20.0f);  // an output interval may be as long as a trace
 }
 
+TEST_F(JobFileTest, EveryMistakeIsListedAndNoneThatFollowsFromAnother) {
+  const std::string text = refusal(
+      "[survey]\nunits = 1\n[dta]\n[data]\ninput = 7\n[headers]\nCDP = 0\nOFFSET = 0\n[database]\nfile = \"a.db\"\n"
+      "[parameters]\nMINCDP = 9\nMAXCDP = 1\nNUMITER = -1\nVELNAME = \"v\"\n");
+  korvane_test::expectParts(text, {":2: [survey] units = 1", ":3: unknown key dta", ":5: [data] input = 7",
+                                   ":7: [headers] CDP = 0", ":8: [headers] OFFSET = 0", ":13: [parameters] MAXCDP = 1",
+                                   ":14: [parameters] NUMITER = -1", "VELNAMO is missing"});
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 7) << text;
+  // a value that is none, or stands under a wrong name, is not also missing
+  for (const auto& [from, to] : {std::pair{"MAXCDP = 9", "MAXCDP = true"}, {"MAXCDP = 9", "MAXCPD = 9"}}) {
+    EXPECT_EQ(refusal(changed(from, to)).find("missing"), std::string::npos);
+  }
+}
+
+TEST_F(JobFileTest, ASettingTakesThePlaceOfWhatTheJobSays) {
+  const auto set = [&](const JobSettings& settings) {
+    korvane_test::writeFile(file, completeJob);
+    return readJobFile(file, warnings, settings);
+  };
+  const JobFile job =
+      set({"NUMITER=5", "NUMITER=6", "parameters.FOLD=3", "VELNAME=a b=c", "VELNAMO=\"7\"", "OUTPUT=1", "VELSAMP=1e1",
+           "data.output=2024", "run.threads=4", "run.scratch=/x",
+           "headers.NA_STAT={ byte = 201, format = \"float32\" }", "data.allow_truncated=true", "survey.units=feet"});
+  const ParameterSet& p = job.parameters;
+  EXPECT_EQ(p.integer("NUMITER"), 6);
+  EXPECT_EQ(p.integer("FOLD"), 3);
+  EXPECT_EQ(p.text("VELNAME"), "a b=c");
+  EXPECT_EQ(p.text("VELNAMO"), "7");
+  EXPECT_EQ(p.text("OUTPUT"), "1");
+  EXPECT_EQ(p.real("VELSAMP"), 10.0f);
+  EXPECT_EQ(job.output, folder / "2024");
+  EXPECT_EQ(job.scratch, "/x");
+  EXPECT_EQ(job.input.layout.fields.at("NA_STAT"), (HeaderField{201, HeaderFormat::float32}));
+  EXPECT_TRUE(job.threads == 4 && job.input.allowTruncated && job.feet);
+  EXPECT_NE(job.text.find("# --set NUMITER=6"), std::string::npos) << "the run record tells what was run";
+
+  for (const auto& [setting, said] : std::vector<std::pair<std::string, std::string>>{
+           {"NUMITR=6", "--set NUMITR=6: unknown key; the nearest one known is NUMITER"},
+           {"output=x", "--set output=x: unknown key; the nearest one known is data.output"},
+           {"dat.output=x", "--set dat.output=x: unknown key; the nearest one known is data.output"},
+           {"headers.CDP.byte=9", "--set headers.CDP.byte=9: unknown key; the nearest one known is headers.CDP"},
+           {"NUMITER", "--set NUMITER: expected KEY=VALUE"},
+           {"NUMITER=six", "--set: [parameters] NUMITER = \"six\": expected int"},
+           {"NUMITER=-1", "--set: [parameters] NUMITER = -1: expected at least 0"},
+           {"run.threads=[2]", "--set: [run] threads = [ 2 ]: expected a whole number"},
+           {"data.output=", "--set: [data] output = \"\": expected a file or folder name"},
+           {"data.output=job.toml", "--set: [data] output = \"job.toml\": expected a file other than the job file"}}) {
+    const std::string text = korvane_test::refusal([&, s = setting] { set({s}); });
+    EXPECT_TRUE(text.starts_with(said)) << text;
+  }
+}
+
 TEST_F(JobFileTest, AModeNeedsItsOwnKeysAndNoOthers) {
   const std::string type = "type = \"2D\"", table = "VELNAMO = \"vout\"";
   const std::vector<Change> changes{{"MINCDP = 1", "", "MINCDP"},           {"MAXCDP = 9", "", "MAXCDP"},

@@ -38,6 +38,9 @@ TEST_F(MappedStoreTest, KeepsBlocksInMemoryWhileTheyFitTogetherAndInAFileWithout
   }
   EXPECT_EQ(filesInFolder(), 0);
   EXPECT_TRUE(warnings.texts.empty());
+  const StorePlan plan = planStores({2'000'000, 2'000'000, 1'000'000}, 3'000'000);
+  EXPECT_EQ(plan.inMemory, 3'000'000);
+  EXPECT_EQ(plan.inScratch, 2'000'000);
 }
 
 TEST_F(MappedStoreTest, SaysWhatWasNeededAndFoundWhenThereIsNoRoom) {

@@ -225,5 +225,30 @@ TEST_F(SegyTest, AnyBytesAreEitherReadOrRefused) {
   EXPECT_GT(refused, 50);
 }
 
+TEST_F(SegyTest, TheFactsOfAnEnsembleAreThoseOfTheTraceThatItStandsAt) {
+  const HeaderField key{197};
+  SegyImage image;
+  image.add(7, 1, {{codeField, 2}, {inlineField, 9}});
+  image.add(7, 1, {{inlineField, 2}, {crosslineField, 3}, {offsetField, 100}});
+  image.add(8, 1, {{codeField, 2}});
+  image.add(5, 1, {{key, 6}, {sourceXField, 10}});
+  image.add(6, 1, {{key, 6}});
+  SegyData data = open(image);
+  std::string facts;
+  const auto describe = [&](const SegyData& from) {
+    facts.clear();
+    for (const EnsembleFacts& e : from.ensembles()) {
+      facts += std::to_string(e.traces) + (e.live ? " live at " : " dead at ") + std::to_string(e.cdp) + " " +
+               std::to_string(e.iline) + " " + std::to_string(e.xline) + (e.offset ? " offset" : "") +
+               (e.azimuth ? " azimuth; " : "; ");
+    }
+    return facts;
+  };
+  EXPECT_EQ(describe(data), "1 live at 5 0 0 azimuth; 1 live at 6 0 0; 2 live at 7 2 3 offset; 1 dead at 0 0 0; ");
+  input.primaryKey = "SG_CDP";
+  input.layout.fields["SG_CDP"] = key;
+  EXPECT_EQ(describe(SegyData(input, warnings)), "3 live at 7 2 3 offset; 2 live at 6 0 0 azimuth; ");
+}
+
 }  // namespace
 }  // namespace host::local

@@ -1,0 +1,59 @@
+#include "app/run_summary.h"
+
+#include <cstddef>
+#include <cstdio>
+
+namespace app {
+
+using host::local::ReadWhen;
+using host::local::RunSummary;
+
+namespace {
+
+void printPasses(const RunSummary& summary) {
+  for (std::size_t k = 0; k < summary.passes.size(); ++k) {
+    const RunSummary::Pass& pass = summary.passes[k];
+    const bool output = k > 0 && static_cast<int>(k) + 1 == summary.passesAsked;
+    std::printf("%-11s %lld traces in %.2f s", output ? "Output pass" : ("Pass " + std::to_string(k + 1)).c_str(),
+                static_cast<long long>(pass.traces), pass.seconds);
+    if (pass.seconds > 0.0) std::printf(", %.0f traces/s", static_cast<double>(pass.traces) / pass.seconds);
+    std::putchar('\n');
+  }
+}
+
+void printNext(const host::local::JobFile& job, const RunSummary& summary) {
+  const char* database = job.database.c_str();
+  std::printf("%-11s korvane report %s\n", "Next", job.file.c_str());
+  if (summary.table.empty()) return;
+  const std::string start = job.parameters.text("VELNAME");
+  if (summary.tableType == "VEL" && summary.table != start) {
+    std::printf("%-11s korvane table diff %s %s %s\n", "", database, summary.table.c_str(), start.c_str());
+  }
+  std::printf("%-11s korvane table export %s %s %s %s.csv\n", "", database, summary.tableType.c_str(),
+              summary.table.c_str(), summary.table.c_str());
+}
+
+}  // namespace
+
+void printSummary(const host::local::JobFile& job, const RunSummary& summary, int warnings) {
+  double seconds = 0.0;
+  for (const RunSummary::Pass& pass : summary.passes) seconds += pass.seconds;
+  std::printf("\n%-11s in %.2f s, %d warnings\n", "Done", seconds, warnings);
+  printPasses(summary);
+  if (job.output) {
+    std::printf("%-11s %s: %lld traces\n", "Written", job.output->c_str(),
+                static_cast<long long>(summary.outputTraces));
+  }
+  if (!summary.table.empty()) {
+    std::printf("%-11s %s \"%s\" in %s: %zu functions\n", job.output ? "" : "Written", summary.tableType.c_str(),
+                summary.table.c_str(), job.database.c_str(), summary.functions);
+  }
+  printNext(job, summary);
+}
+
+std::string whereStopped(const RunSummary& summary) {
+  return "Stopped in pass " + std::to_string(summary.passes.size()) + " of " + std::to_string(summary.passesAsked) +
+         " after " + std::to_string(summary.inputTraces) + " traces";
+}
+
+}  // namespace app
