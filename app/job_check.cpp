@@ -320,10 +320,11 @@ class JobCheck {
     const double traces = static_cast<double>(analysed_.traces);
     const double revision =
         tracesOfRevision * static_cast<double>(functions) * run.parameters.idiff / run.parameters.nt;
-    const double seconds = secondsPerTrace * (std::max(run.parameters.niterate, 1) * (traces + revision) / threads_ +
-                                              readingShare * traces);
-    tell("Time", "about %s with %d threads, an estimate from %d ensembles analysed", duration(seconds).c_str(),
-         threads_, trial.ensembles);
+    const int busy = std::min(threads_, threadsFor(0));
+    const double seconds =
+        secondsPerTrace * (std::max(run.parameters.niterate, 1) * (traces + revision) / busy + readingShare * traces);
+    tell("Time", "about %s with %d thread%s, an estimate from %d ensembles analysed", duration(seconds).c_str(), busy,
+         busy == 1 ? "" : "s", trial.ensembles);
   }
 
   const JobFile& job_;

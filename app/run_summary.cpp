@@ -38,7 +38,7 @@ void printNext(const host::local::JobFile& job, const RunSummary& summary) {
 void printSummary(const host::local::JobFile& job, const RunSummary& summary, int warnings) {
   double seconds = 0.0;
   for (const RunSummary::Pass& pass : summary.passes) seconds += pass.seconds;
-  std::printf("\n%-11s in %.2f s, %d warnings\n", "Done", seconds, warnings);
+  std::printf("\n%-11s in %.2f s, %d warning%s\n", "Done", seconds, warnings, warnings == 1 ? "" : "s");
   printPasses(summary);
   if (job.output) {
     std::printf("%-11s %s: %lld traces\n", "Written", job.output->c_str(),

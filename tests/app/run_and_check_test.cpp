@@ -211,7 +211,7 @@ TEST_F(RunAndCheck, ARunEndsWithWhatItWroteAndWhatToDoNext) {
   ASSERT_NE(end, std::string::npos);
   EXPECT_EQ(run.out.find("KORVANE:", end), std::string::npos);
   expectParts(run.out.substr(end),
-              {", 1 warnings\n", "Pass 1      96 traces in ", "Pass 2      96 traces in ", "Output pass 96 traces in ",
+              {", 1 warning\n", "Pass 1      96 traces in ", "Pass 2      96 traces in ", "Output pass 96 traces in ",
                in("attributes.sgy") + ": 48 traces\n", "VEL \"refined\" in " + db + ": 12 functions\n",
                "korvane report " + job + "\n", "korvane table diff " + db + " refined start\n",
                "korvane table export " + db + " VEL refined refined.csv\n"});
