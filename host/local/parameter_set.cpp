@@ -76,7 +76,7 @@ const std::vector<ParameterKey>& parameterKeys() {
       {"NAZIM", integer, "sectors", "azimuth sectors over 180 degrees", "6", sectors, 1, 18000},
       {"PRESTACK", integer, "flag", "1: moved-out gathers with velocity, A and B of the last pass, no table", "0",
        always, lowest, highest},
-      {"OUTPUT", text, "", "output traces: 1 velocity, 2 intercept, 3 gradient, 4 ratio, 5 velocity unrevised", "1,2,3",
+      {"OUTPUT", text, "", "output traces: 1 velocity, 2 intercept, 3 gradient, 4 ratio, 5 velocity unrevised", "1,2,3,4",
        stackOutput, 0, 0},
       {"OUTVEL", integer, "flag", "1: write an output velocity table", "1", stackOutput, lowest, highest},
       {"VELMETH", integer, "", "output table: 1 new, other: add to the one that is there", "1", outputTable, lowest,
