@@ -22,7 +22,7 @@ function fillConvergence(section, report) {
   section.append(
     element('div', {class: 'controls'}, ...controls),
     element('div', {class: 'panels'},
-      passCurve('Size of the revision per pass', passes, 'of velocity, %', [['RMS', 'rms', 'after', 'solid'], ['mean', 'mean', 'before', 'dash']]).figure,
+      passCurve('Size of the revision per pass', passes, 'of velocity, %', [['RMS', 'rms', 'ink', 'solid'], ['mean', 'mean', 'muted', 'dash']]).figure,
       passCurve('Samples at a limit per pass', passes, 'of the samples, %', [['at a limit', 'limited', 'ink', 'solid']], 100).figure,
       sized.figure, reasoned.chart.figure,
       flatnessScatter(convergence.flatness).figure, flatnessPlaces(report).figure));
