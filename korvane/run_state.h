@@ -145,6 +145,7 @@ struct RunState {
   Work work;                                           ///< of the ensemble in hand, outside the gather pass
   std::vector<Work> flows;                             ///< of the ensembles that the gather pass has under way
   std::shared_ptr<NeighbourhoodSums> neighbourhoods;   ///< arrays of the update pass
+  std::vector<std::int32_t> held;                      ///< per slot: samples that a limit held in the latest revision
   std::function<void(const RunState&)> afterRevision;  ///< is shown what every pass has made of the velocities
   int numiter = 0;                                     ///< current pass over the data
   std::int64_t numTraces = 0;                          ///< traces of the analysed ensembles, over all passes

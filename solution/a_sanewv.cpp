@@ -62,10 +62,11 @@ struct Scaled {
   double change;  // of the squared interval velocity over a sample, per interval velocity
 };
 
-/// Where the functions stand on their way down, and the first limit that an input velocity broke.
+/// Where the functions stand on their way down, how many ratios were held at a limit, and the first limit that an input
+/// velocity broke.
 template <int lanes>
 struct Chain {
-  double oldprev2[lanes] = {}, prevv2[lanes] = {}, previ2[lanes] = {};
+  double oldprev2[lanes] = {}, prevv2[lanes] = {}, previ2[lanes] = {}, held[lanes] = {};
   int status[lanes] = {};
   double when[lanes] = {};
 };
@@ -145,6 +146,8 @@ template <int lanes, bool noting>
     const bool above = held2 > vsmax;
     const double newv2 = above ? vsmax : held2;
     block.dv[sample][l] = above ? highest : held;
+    const bool atBound = static_cast<double>(ratio) <= s.lowRatio || static_cast<double>(ratio) >= s.highRatio;
+    chain.held[l] += below || above || atBound ? 1.0 : 0.0;
     chain.previ2[l] = (t * newv2 - tp * prevv2) * rate;
     chain.oldprev2[l] = oldv2;
     chain.prevv2[l] = newv2;
@@ -192,9 +195,8 @@ void finish(const Scaled& s, float* dv, float* vrms, int n) noexcept {
 }
 
 KORVANE_WIDE void reviseSideBySide(const Scaled& s, float* const* dv, const float* const* vrms, const double* cycles,
-                                   const double* damping) noexcept {
+                                   const double* damping, Chain<VelocityRevision::lanes>& chain) noexcept {
   const int first = s.first;
-  Chain<VelocityRevision::lanes> chain;
   revise<VelocityRevision::lanes, false>(
       s, dv, vrms,
       [=](int i, double& c, double& d) {
@@ -245,15 +247,18 @@ VelocityRevision::VelocityRevision(int ns, const RevisionLimits& limits) : ns_(n
   for (int i = s.first; i <= s.last; ++i) s.divisors(i, cycles_.emplace_back(), damping_.emplace_back());
 }
 
-void VelocityRevision::revise(float* const* dv, float* const* vrms, int count) const noexcept {
+void VelocityRevision::revise(float* const* dv, float* const* vrms, int count, int* held) const noexcept {
   const Scaled s(limits_);
   std::array<float*, lanes> ratios, velocities;
+  std::array<int, lanes> places;  // among the functions given
   std::size_t used = 0;
+  std::fill_n(held, count, 0);
   for (int l = 0; l < count; ++l) {
     if (hasNothingToRevise(limits_, vrms[l])) {
       host::vfill(1.0f, dv[l], 1, ns_);
       continue;
     }
+    places[used] = l;
     ratios[used] = dv[l];
     velocities[used++] = vrms[l];
   }
@@ -261,8 +266,12 @@ void VelocityRevision::revise(float* const* dv, float* const* vrms, int count) c
   // lanes without a function of their own go along with the first one
   std::fill(ratios.begin() + used, ratios.end(), ratios[0]);
   std::fill(velocities.begin() + used, velocities.end(), velocities[0]);
-  reviseSideBySide(s, ratios.data(), velocities.data(), cycles_.data(), damping_.data());
-  for (std::size_t l = 0; l < used; ++l) finish(s, ratios[l], velocities[l], ns_);
+  Chain<lanes> chain;
+  reviseSideBySide(s, ratios.data(), velocities.data(), cycles_.data(), damping_.data(), chain);
+  for (std::size_t l = 0; l < used; ++l) {
+    finish(s, ratios[l], velocities[l], ns_);
+    held[places[l]] = static_cast<int>(chain.held[l]);
+  }
 }
 
 }  // namespace solution

@@ -67,6 +67,7 @@ constexpr const char* passSchema = R"(
     inline_step INTEGER NOT NULL,
     crossline_step INTEGER NOT NULL,
     revision BLOB NOT NULL, -- sectors x inlines x crosslines, percent, float32
+    at_limit BLOB NOT NULL, -- the same shape, share of samples
     PRIMARY KEY (run_id, pass)
   );)";
 
@@ -377,11 +378,12 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
     if (!impl_->sql().tableExists("korvane_pass")) return passes;
     SQLite::Statement rows(impl_->sql(),
                            "SELECT pass, seconds, traces, revised, mean, rms, limited, inline_step, crossline_step, "
-                           "revision FROM korvane_pass WHERE run_id = ? ORDER BY pass");
+                           "revision, at_limit FROM korvane_pass WHERE run_id = ? ORDER BY pass");
     rows.bind(1, run);
     while (rows.executeStep()) {
       const auto revision = finiteValues(rows.getColumn(9));
-      if (!revision) continue;
+      const auto atLimit = finiteValues(rows.getColumn(10));
+      if (!revision || !atLimit) continue;
       passes.push_back({.pass = rows.getColumn(0).getInt(),
                         .seconds = rows.getColumn(1).getDouble(),
                         .traces = rows.getColumn(2).getInt64(),
@@ -391,7 +393,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
                         .limited = rows.getColumn(6).getDouble(),
                         .inlineStep = rows.getColumn(7).getInt(),
                         .crosslineStep = rows.getColumn(8).getInt(),
-                        .revision = *revision});
+                        .revision = *revision,
+                        .atLimit = *atLimit});
     }
     return passes;
   });
@@ -399,7 +402,7 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
 
 void Database::addPass(std::int64_t run, const PassRecord& pass) {
   impl_->doing("record a pass", [&] {
-    SQLite::Statement statement(impl_->sql(), "INSERT INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    SQLite::Statement statement(impl_->sql(), "INSERT INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     statement.bind(1, run);
     statement.bind(2, pass.pass);
     statement.bind(3, pass.seconds);
@@ -411,6 +414,7 @@ void Database::addPass(std::int64_t run, const PassRecord& pass) {
     statement.bind(9, pass.inlineStep);
     statement.bind(10, pass.crosslineStep);
     bindBlob(statement, 11, pass.revision);
+    bindBlob(statement, 12, pass.atLimit);
     statement.exec();
   });
 }

@@ -18,11 +18,12 @@ struct PassRecord {
   std::int64_t traces = 0;       ///< of the ensembles it fetched
   std::int64_t revised = 0;      ///< functions
   double mean = 0.0, rms = 0.0;  ///< of the revisions of all samples, percent of the velocity
-  double limited = 0.0;          ///< share of the samples whose revision stands at a limit
+  double limited = 0.0;          ///< share of the revised functions' samples that a limit held
   int inlineStep = 1;            ///< of the positions below
   int crosslineStep = 1;
   /// Sectors x inlines x crosslines: RMS of a function's revision in percent, or why there is none.
   std::vector<float> revision;
+  std::vector<float> atLimit;  ///< of the same shape: share of the function's samples that a limit held
   static constexpr float fewNeighbours = -1.0f, noData = -2.0f;
   bool operator==(const PassRecord&) const = default;
 };
