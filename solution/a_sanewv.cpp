@@ -66,7 +66,8 @@ struct Scaled {
 /// velocity broke.
 template <int lanes>
 struct Chain {
-  double oldprev2[lanes] = {}, prevv2[lanes] = {}, previ2[lanes] = {}, held[lanes] = {};
+  double oldprev2[lanes] = {}, prevv2[lanes] = {}, previ2[lanes] = {};
+  float held[lanes] = {};
   int status[lanes] = {};
   double when[lanes] = {};
 };
@@ -105,6 +106,7 @@ template <int lanes, bool noting>
 [[gnu::always_inline]] inline void goDown(const Scaled& s, Block<lanes>& block, int sample, int i,
                                           Chain<lanes>& chain) noexcept {
   const double t = s.time(i), tp = s.time(i - 1), rate = s.rate, rt = s.rate * t;
+  const auto lowRatio = static_cast<float>(s.lowRatio), highRatio = static_cast<float>(s.highRatio);
   const bool atStart = i == s.first + 1;
   KORVANE_INDEPENDENT
   for (int l = 0; l < lanes; ++l) {
@@ -145,9 +147,10 @@ template <int lanes, bool noting>
     const float held = below ? lowest : ratio;
     const bool above = held2 > vsmax;
     const double newv2 = above ? vsmax : held2;
-    block.dv[sample][l] = above ? highest : held;
-    const bool atBound = static_cast<double>(ratio) <= s.lowRatio || static_cast<double>(ratio) >= s.highRatio;
-    chain.held[l] += below || above || atBound ? 1.0 : 0.0;
+    const float kept = above ? highest : held;
+    block.dv[sample][l] = kept;
+    const bool free = (ratio > lowRatio) & (ratio < highRatio) & (kept == ratio);
+    chain.held[l] += free ? 0.0f : 1.0f;
     chain.previ2[l] = (t * newv2 - tp * prevv2) * rate;
     chain.oldprev2[l] = oldv2;
     chain.prevv2[l] = newv2;
