@@ -1,7 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "app/command_line.h"
 #include "host/local/job_file.h"
 #include "host/local/local_job.h"
+#include "host/local/part_file.h"
 #include "report/page.h"
 #include "report/survey.h"
 
@@ -27,21 +27,6 @@ struct Warnings : host::local::MessageSink {
   void warn(const std::string& text) override { lines.push_back(text); }
 };
 
-/// Writes the file under a name of its own and gives it its own when it is whole.
-void write(const std::filesystem::path& file, const std::string& content) {
-  const std::filesystem::path part = file.string() + ".part";
-  std::ofstream out(part, std::ios::binary);
-  out << content;
-  out.close();
-  std::error_code error;
-  if (out) std::filesystem::rename(part, file, error);
-  if (out && !error) return;
-  std::filesystem::remove(part, error);
-  throw host::local::RunError(file.string() +
-                              ": the report cannot be written. See that its folder exists and has room, or name "
-                              "another file with -o.");
-}
-
 void report(const ReportArguments& a) {
   Warnings warnings;
   const host::local::JobFile file = host::local::readJobFile(a.job, warnings);
@@ -49,7 +34,9 @@ void report(const ReportArguments& a) {
   const host::local::JobScope scope(job.job());
   const report::Survey survey(file, job);
   const std::string page = report::reportPage(report::reportData(survey, a.cdps, KORVANE_VERSION, warnings.lines));
-  write(a.page, page);
+  host::local::PartFile out(a.page, "the report");
+  out.write(page.data(), page.size());
+  out.commit();
   std::printf("%s: %.1f MB; open it in a browser\n", a.page.c_str(), static_cast<double>(page.size()) / 1e6);
 }
 
