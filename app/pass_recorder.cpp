@@ -45,7 +45,12 @@ Sums sumsOf(std::span<const float> ratio) {
 
 }  // namespace
 
-void PassRecorder::operator()(const korvane::RunState& run) {
+void PassRecorder::begins(const korvane::RunState& run) {
+  begin_ = std::chrono::steady_clock::now();
+  tracesBefore_ = run.numTraces;
+}
+
+void PassRecorder::revised(const korvane::RunState& run) {
   const korvane::Parameters& p = run.parameters;
   const korvane::GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
   PassRecord record{.pass = run.numiter - 1,

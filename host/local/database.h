@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,6 +73,12 @@ class Database {
   /// Begins a run record with the start time, and returns its id; its result stands as "running" until it is ended.
   std::int64_t beginRun(const std::string& tool, const std::string& jobText);
   void endRun(std::int64_t id, std::int64_t traces, const std::string& result);
+  /// Ends a run as "completed" and stores the table that it wrote, if any, in one transaction. `last` is called when
+  /// nothing but the commit is left to do; when it throws, nothing was changed.
+  void completeRun(std::int64_t id, std::int64_t traces, const Table* table, const std::string& type,
+                   const std::function<void()>& last);
+  /// Takes up the record of a run that broke off: it stands as "running" again.
+  void resumeRun(std::int64_t id);
 
  private:
   class Impl;
