@@ -78,6 +78,21 @@ TEST_F(CommandLine, ABadCsvIsRefusedWithItsLineAndTheStoredTableStays) {
   EXPECT_FALSE(fs::exists(path("new.db")));
 }
 
+TEST_F(CommandLine, AnExportReplacesAFileOnlyAsAWholeAndNeverTheDatabase) {
+  import("VEL", "one", velocityCsv);
+  const std::string csv = save("out.csv", "an earlier one");
+  fs::create_symlink(csv, path("link.csv"));
+  refused({"table", "export", db, "VEL", "one", path("none/out.csv")}, "none/out.csv: cannot be written: No such file");
+  refused({"table", "export", db, "VEL", "one", "/dev/full"}, "/dev/full: cannot be written: No space left");
+  refused({"table", "export", db, "VEL", "one", db}, db + ": is in use here and is not replaced");
+  refused({"table", "export", db, "VEL", "two", csv}, "no VEL table");
+  EXPECT_EQ(contents("out.csv"), "an earlier one");
+  done({"table", "export", db, "VEL", "one", path("link.csv")});
+  EXPECT_EQ(contents("out.csv"), velocityCsv);
+  EXPECT_TRUE(fs::is_symlink(path("link.csv")));
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+}
+
 TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShorterTable) {
   import("VEL", "flat", "cdp,time,velocity\n1,0,2000\n2,0,2000\n2,40,2000\n");
   import("VEL", "off", "cdp,time,velocity\n1,0,2060\n2,0,1980\n2,40,1980\n2,80,9000\n");
@@ -208,7 +223,7 @@ TEST_F(SurveyRun, WhatAJobLacksIsNamedBeforeAnythingIsWritten) {
   refused({"run", job("gathers.sgy", "gather.sgy")}, "gather.sgy");
   refused({"run", job("VELSAMP = 20.000", "VELSAMP = 1001.0")}, "expected at most the length of a trace, 1000 ms");
   refused({"run", job("attributes.sgy", "none/out.sgy")}, "none/out.sgy");
-  refused({"run", path("none.toml")}, "none.toml: cannot read");
+  refused({"run", path("none.toml")}, "none.toml: cannot be read: No such file");
   EXPECT_FALSE(fs::exists(path("other.db")));
   EXPECT_FALSE(fs::exists(path("attributes.sgy")));
   EXPECT_EQ(tables(), before);
@@ -245,6 +260,9 @@ TEST_F(SurveyRun, AScanNamesTheWrongFormatAndTheMovedHeaderAndItsJobGivesTheSame
   EXPECT_EQ(done({"table", "export", path("odd.db"), "VEL", "refined"}),
             done({"table", "export", path("gathers.db"), "VEL", "refined"}));
   EXPECT_EQ(call({"scan", path("odd.sgy"), "--format", "ebcdic"}).status, 2);
+  const std::string job = contents("odd.toml");
+  refused({"scan", path("odd.sgy"), "--job", path("odd.toml")}, "odd.toml: is there already");
+  EXPECT_EQ(contents("odd.toml"), job);
 }
 
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
