@@ -38,8 +38,7 @@ class SegyWriter::File {
       : target_(std::move(target)),
         part_(target_.string() + "." + std::to_string(getpid()) + ".part"),
         samples_(samples) {
-    errno = EISDIR;
-    if (std::filesystem::is_directory(target_)) fail();
+    refuseFolder();
     descriptor_ = ::open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (descriptor_ < 0) fail();
   }
@@ -76,10 +75,7 @@ class SegyWriter::File {
     flush();
     finishWriting();
     if (fsync(descriptor_) != 0) fail();
-    if (std::filesystem::is_directory(target_)) {
-      errno = EISDIR;
-      fail();
-    }
+    refuseFolder();
   }
 
   void commit() {
@@ -94,6 +90,13 @@ class SegyWriter::File {
   }
 
  private:
+  void refuseFolder() const {
+    std::error_code error;
+    if (!std::filesystem::is_directory(target_, error)) return;
+    errno = EISDIR;
+    fail();
+  }
+
   /// Room for that many bytes behind those that wait to be written.
   unsigned char* room(std::size_t bytes) {
     if (used_ + bytes > buffer_.size()) flush();
