@@ -110,7 +110,7 @@ struct Suggestion {
 /// Values that the file asks for, as they stand in a job file.
 std::map<std::string, Suggestion> fittingValues(const SegyScan& scan) {
   std::map<std::string, Suggestion> values{
-      {"VELNAME", {"\"initial\"", "to be imported: korvane table import DATABASE VEL initial FILE.csv"}},
+      {"VELNAME", {"\"initial\"", "to be imported: korvane table import DATABASE VEL initial FILE"}},
       {"VELNAMO", {"\"refined\"", ""}}};
   const auto range = [&](const char* least, const char* greatest, const std::string& name) {
     const HeaderRange& header = scan.header(name);
