@@ -28,11 +28,11 @@ std::string usageError(const CLI::App* cli, const CLI::Error& error) {
 }
 
 const char* examples = R"(Every day:
-  korvane scan gathers.sgy --job line.toml          # what is in the file; a job to start from
-  korvane table import gathers.db VEL initial vel.csv# starting velocities: cdp,time,velocity
-  korvane check line.toml                           # whether job, data and tables fit
+  korvane scan gathers.sgy --job line.toml              # what is in the file; a job to start from
+  korvane table import gathers.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
+  korvane check line.toml                               # whether job, data and tables fit
   korvane run line.toml
-  korvane report line.toml                          # a page to look at the result
+  korvane report line.toml                              # a page to look at the result
 
 'korvane COMMAND --help' tells the rest.)";
 
