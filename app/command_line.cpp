@@ -59,7 +59,9 @@ int commandLine(int argc, char** argv) {
   cli.failure_message(usageError);
   try {
     cli.parse(argc, argv);
-    return 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+    report("standard output: cannot be written as a whole; see that the disk has room");
+    return 1;
   } catch (const CLI::ParseError& error) {
     return cli.exit(error) == 0 ? 0 : 2;
   } catch (const host::local::Stopped& stop) {

@@ -56,7 +56,7 @@ void addRun(CLI::App& cli) {
   addJob(command, *arguments);
   command->add_flag("--dry-run", arguments->dry, "check the job and stop, as 'korvane check' does");
   command->footer(
-      "\nExamples:\n"
+      "Examples:\n"
       "  korvane run line.toml\n"
       "  korvane run line.toml --set NUMITER=6 --set VELNAMO=six_passes\n"
       "  korvane run line.toml --set data.output=other.sgy --set run.threads=2\n"
@@ -76,7 +76,7 @@ void addCheck(CLI::App& cli) {
   const auto arguments = std::make_shared<JobArguments>();
   addJob(command, *arguments);
   command->footer(
-      "\nExamples:\n"
+      "Examples:\n"
       "  korvane check line.toml\n"
       "  korvane check line.toml --set MAXCDP=400 && korvane run line.toml --set MAXCDP=400\n"
       "\nExit status: 0 when 'korvane run' would give results, 1 when not; every problem found is listed.");

@@ -138,7 +138,6 @@ void exportTable(const TableArguments& a) {
   const std::unique_ptr<Table> table = loadTable(Database(a.database, Database::Access::read), a, a.name);
   if (a.file.empty()) {
     host::local::writeTableCsv(*table, a.type, std::cout);
-    if (!std::cout.flush()) throw RunError("standard output: cannot write the table");
     return;
   }
   writeWhole(a.file, [&](std::ostream& out) { host::local::writeTableCsv(*table, a.type, out); }, {a.database});

@@ -253,7 +253,12 @@ class LocalJob::Impl : public RunLink {
   Database& database() { return database_; }
 
   void recordPass(const PassRecord& pass) {
-    if (record_) database_.addPass(*record_, pass);
+    if (!record_) return;
+    try {
+      database_.addPass(*record_, pass);
+    } catch (const RunError& error) {  // the run is worth more than its record
+      messages_.warn(error.what());
+    }
   }
 
   RunSummary summary() const {

@@ -43,7 +43,7 @@ class LocalJob {
   Job& job();
   SegyData& data();
   Database& database();
-  /// Adds a pass to the run record.
+  /// Adds a pass to the run record; a warning when that fails.
   void recordPass(const PassRecord& pass);
   RunSummary summary() const;
   /// Ends the run record with the reason; the output file stays as it was before the run.

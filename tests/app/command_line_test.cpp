@@ -91,6 +91,8 @@ TEST_F(CommandLine, AnExportReplacesAFileOnlyAsAWholeAndNeverTheDatabase) {
   EXPECT_EQ(contents("out.csv"), velocityCsv);
   EXPECT_TRUE(fs::is_symlink(path("link.csv")));
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  const std::string full = std::string(KORVANE_PROGRAM) + " table export '" + db + "' VEL one >/dev/full 2>/dev/null";
+  EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 1);
 }
 
 TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShorterTable) {
@@ -98,6 +100,9 @@ TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShort
   import("VEL", "off", "cdp,time,velocity\n1,0,2060\n2,0,1980\n2,40,1980\n2,80,9000\n");
   EXPECT_EQ(done({"table", "diff", db, "off", "flat"}), "off against flat: mean +1.00 %, RMS 2.24 %\n");
   refused({"table", "diff", db, "off", "flat", "--cdps", "3", "9"}, "range of CDPs");
+  SQLite::Database(db, SQLite::OPEN_READWRITE).exec("DELETE FROM korvane_function WHERE table_id = 1");
+  for (const auto& [table, reference] : {std::pair{"off", "flat"}, {"flat", "off"}})
+    refused({"table", "diff", db, table, reference}, "table \"flat\" holds no functions");
 }
 
 TEST_F(CommandLine, DiffByTimeAndCdpBreaksTheDifferenceDown) {

@@ -1,3 +1,4 @@
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -241,6 +242,17 @@ TEST_F(RunAndCheck, AReportIsOneOfTheRunWithItsSettingsAndReplacesNoFileOfTheJob
     EXPECT_EQ(over.err, in(name) + ": is in use here and is not replaced; name another file\n");
   }
   EXPECT_TRUE(state() == before);
+}
+
+TEST_F(RunAndCheck, APassThatCannotBeRecordedIsAWarning) {
+  synth();
+  done(words("run", {"VELNAMO=usual"}));
+  SQLite::Database(db, SQLite::OPEN_READWRITE)
+      .exec("CREATE TRIGGER full BEFORE INSERT ON korvane_pass BEGIN SELECT RAISE(ABORT, 'no room'); END");
+  const Outcome run = call(words("run", {}));
+  EXPECT_EQ(run.status, 0);
+  expectParts(run.err, {"warning: " + db + ": cannot record a pass: no room"});
+  EXPECT_EQ(done({"table", "export", db, "VEL", "refined"}), done({"table", "export", db, "VEL", "usual"}));
 }
 
 TEST_F(RunAndCheck, AStoppedRunLeavesEverythingAsItWas) {
