@@ -46,7 +46,7 @@ class PassTimes {
 
   void end(RunSummary::Pass& pass) {
     const Clock::time_point now = Clock::now();
-    pass.seconds = std::chrono::duration<double>(now - std::exchange(start_, now)).count();
+    pass.seconds += std::chrono::duration<double>(now - std::exchange(start_, now)).count();
   }
 
   std::vector<RunSummary::Pass> passes_;
