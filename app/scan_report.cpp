@@ -190,7 +190,7 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
              static_cast<long long>(found.traces)));
   }
   if (found.notFinite) {
-    remarks.push_back(text("%lld samples, between the %d. and the %d. of their trace, are no finite numbers: ",
+    remarks.push_back(text("%lld samples, between sample %d and sample %d of their traces, are no finite numbers: ",
                            static_cast<long long>(found.notFiniteSamples), found.firstNotFinite, found.lastNotFinite) +
                       found.notFinite.text() + ". A run takes such traces as dead.");
   }

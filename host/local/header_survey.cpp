@@ -85,7 +85,7 @@ class Judge {
                 (sources != receivers && filled("SOU_X", "SOU_Y") && filled("REC_X", "REC_Y"));
     if (sources != receivers && !surveyed_) {
       survey_.remarks.push_back(std::string("Only the ") + (sources ? "source" : "receiver") +
-                                " has coordinates: nothing can be held against the distance to the other end.");
+                                " has coordinates, so offsets cannot be compared with its distance to the other end.");
     }
   }
 
