@@ -277,9 +277,11 @@ Sentences obstaclesOf(const SegyScan& scan) {
                           scan.survey.zeroWord);
     obstacles.push_back(silenced);
   } else if (scan.liveTraces == 0) {
-    obstacles.push_back(
-        "No trace is live with finite samples. Replace the samples that are no numbers, by 0 for "
-        "instance.");
+    obstacles.push_back(scan.samples.notFinite
+                            ? "No trace is live with finite samples. Replace the samples that are no numbers, by 0 for "
+                              "instance."
+                            : "No trace is live by its trace code, and none that was looked at has a signal. Take "
+                              "another file, or set the codes in the file to 1.");
   }
   return obstacles;
 }

@@ -80,7 +80,7 @@ std::string whyOf(const SegyScan& scan, HeaderField field) {
 }
 
 void headerLines(std::ostream& out, const SegyScan& scan) {
-  out << "\n[headers]                         # bytes from 1; int32 unless a table says otherwise\n";
+  out << "\n[headers]                         # bytes from 1; the format is the usual one of each header\n";
   const HeaderLayout usual;
   for (const HeaderRange& header : scan.headers) {
     const auto at = usual.fields.find(header.name);

@@ -270,6 +270,22 @@ TEST_F(SurveyRun, AScanNamesTheWrongFormatAndTheMovedHeaderAndItsJobGivesTheSame
   EXPECT_EQ(contents("odd.toml"), job);
 }
 
+TEST_F(SurveyRun, AScanTellsWhyNoTraceIsLive) {
+  const std::string whole = contents("gathers.sgy");
+  const std::size_t traceBytes = (whole.size() - 3600) / 96;
+  const auto spoilt = [&](char code, const std::string& sample) {
+    std::string bytes = whole;
+    for (std::size_t at = 3600; at < bytes.size(); at += traceBytes) {
+      bytes[at + 29] = code;
+      for (std::size_t k = at + 240; k < at + traceBytes && !sample.empty(); k += 4) bytes.replace(k, 4, sample);
+    }
+    return call({"scan", save("spoilt.sgy", bytes)}).out;
+  };
+  expectParts(spoilt(2, ""), {"map the code to a word that is 0", "TRC_TYPE    = 121 "});
+  expectParts(spoilt(1, "\x7f\xc0\x01\x01"), {"No trace is live with finite samples"});
+  expectParts(spoilt(2, std::string(4, '\0')), {"none that was looked at has a signal"});
+}
+
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
   const std::string before = contents("gathers.sgy");
   refused({"synth", folder.string(), "--seed", "2"}, folder.string());
