@@ -28,11 +28,11 @@ std::string usageError(const CLI::App* cli, const CLI::Error& error) {
 }
 
 const char* examples = R"(Every day:
-  korvane scan gathers.sgy --job line.toml           # what is in the file; a job to start from
-  korvane table import line.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
-  korvane check line.toml                            # whether job, data and tables fit
+  korvane scan gathers.sgy --job line.toml              # what is in the file; a job to start from
+  korvane table import gathers.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
+  korvane check line.toml                               # whether job, data and tables fit
   korvane run line.toml
-  korvane report line.toml                           # a page to look at the result
+  korvane report line.toml                              # a page to look at the result
 
 'korvane COMMAND --help' tells the rest.)";
 
@@ -59,7 +59,9 @@ int commandLine(int argc, char** argv) {
   cli.failure_message(usageError);
   try {
     cli.parse(argc, argv);
-    return 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+    report("standard output: cannot be written as a whole; see that the disk has room");
+    return 1;
   } catch (const CLI::ParseError& error) {
     return cli.exit(error) == 0 ? 0 : 2;
   } catch (const host::local::Stopped& stop) {

@@ -8,6 +8,7 @@
 #include "app/checkpointer.h"
 #include "app/command_line.h"
 #include "app/console.h"
+#include "app/job_arguments.h"
 #include "app/job_check.h"
 #include "app/pass_recorder.h"
 #include "app/run_summary.h"
@@ -25,24 +26,15 @@ using host::local::JobFile;
 using host::local::LocalJob;
 using host::local::Stopped;
 
-struct RunArguments {
-  std::filesystem::path job;
-  host::local::JobSettings settings;
+struct RunArguments : JobArguments {
   bool dry = false, checkpoint = false, resume = false;
-
-  /// The words to say again.
-  std::string command() const {
-    std::string words = "korvane run " + job.string();
-    for (const std::string& setting : settings) words += " --set '" + setting + "'";
-    return words;
-  }
 };
 
 /// What a run that broke off has left, and how it is taken up.
 std::string whatIsLeft(Checkpointer* checkpoint, const RunArguments& arguments) {
   const int pass = checkpoint != nullptr ? checkpoint->settle() : 0;
-  if (pass == 0) return "Start again with: " + arguments.command();
-  return "Go on with pass " + std::to_string(pass) + ": " + arguments.command() + " --resume";
+  if (pass == 0) return "Start again with: " + arguments.command("run");
+  return "Go on with pass " + std::to_string(pass) + ": " + arguments.command("run") + " --resume";
 }
 
 /// @return false when there is nothing left to do
@@ -65,7 +57,7 @@ bool takeUp(Checkpointer& checkpoint, const JobFile& file) {
 void runJob(const RunArguments& arguments) {
   std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a log shows every line as it is printed
   Console console;
-  const JobFile jobFile = host::local::readJobFile(arguments.job, console, arguments.settings);
+  const JobFile jobFile = host::local::readJobFile(arguments.file, console, arguments.settings);
   LocalJob job(jobFile, KORVANE_VERSION, console);
   PassRecorder recorder(job);
   std::vector<korvane::PassObserver*> observers = {&recorder};
@@ -89,18 +81,7 @@ void runJob(const RunArguments& arguments) {
     if (checkpoint == nullptr || checkpoint->settle() == 0) throw;
     throw host::local::RunError(std::string(error.what()) + "\n" + whatIsLeft(checkpoint.get(), arguments));
   }
-  printSummary(jobFile, job.summary(), console.warnings());
-}
-
-void addJob(CLI::App* command, const std::shared_ptr<RunArguments>& arguments) {
-  command->add_option("JOB", arguments->job, "job file (TOML); paths in it are relative to it")->required();
-  command
-      ->add_option("--set", arguments->settings,
-                   "KEY=VALUE in place of what the job says: a parameter, or section.key; may be given again")
-      ->allow_extra_args(false)
-      ->check([](const std::string& setting) {
-        return setting.find('=') == std::string::npos ? "expected KEY=VALUE, found " + setting : std::string();
-      });
+  printSummary(arguments, jobFile, job.summary(), console.warnings());
 }
 
 }  // namespace
@@ -108,12 +89,12 @@ void addJob(CLI::App* command, const std::shared_ptr<RunArguments>& arguments) {
 void addRun(CLI::App& cli) {
   CLI::App* command = cli.add_subcommand("run", "Refine the velocities of a job");
   const auto arguments = std::make_shared<RunArguments>();
-  addJob(command, arguments);
+  addJob(command, *arguments);
   command->add_flag("--dry-run", arguments->dry, "check the job and stop, as 'korvane check' does");
   command->add_flag("--checkpoint", arguments->checkpoint, "keep the state of the run on disk between the passes");
   command->add_flag("--resume", arguments->resume, "go on from the checkpoint of a run that broke off, and keep one");
   command->footer(
-      "\nExamples:\n"
+      "Examples:\n"
       "  korvane run line.toml\n"
       "  korvane run line.toml --set NUMITER=6 --set VELNAMO=six_passes\n"
       "  korvane run line.toml --set data.output=other.sgy --set run.threads=2\n"
@@ -122,7 +103,7 @@ void addRun(CLI::App& cli) {
       "Exit status: 0 done, 1 failed, 2 not understood, 130 or 143 stopped by SIGINT or SIGTERM.");
   command->callback([arguments] {
     if (arguments->dry) {
-      checkJob(arguments->job, arguments->settings);
+      checkJob(*arguments);
     } else {
       runJob(*arguments);
     }
@@ -131,14 +112,14 @@ void addRun(CLI::App& cli) {
 
 void addCheck(CLI::App& cli) {
   CLI::App* command = cli.add_subcommand("check", "Check a job without running it; nothing is created or changed");
-  const auto arguments = std::make_shared<RunArguments>();
-  addJob(command, arguments);
+  const auto arguments = std::make_shared<JobArguments>();
+  addJob(command, *arguments);
   command->footer(
-      "\nExamples:\n"
+      "Examples:\n"
       "  korvane check line.toml\n"
       "  korvane check line.toml --set MAXCDP=400 && korvane run line.toml --set MAXCDP=400\n"
-      "\nExit status: 0 when 'korvane run' would start, 1 when not; every problem found is listed.");
-  command->callback([arguments] { checkJob(arguments->job, arguments->settings); });
+      "\nExit status: 0 when 'korvane run' would give results, 1 when not; every problem found is listed.");
+  command->callback([arguments] { checkJob(*arguments); });
 }
 
 }  // namespace app

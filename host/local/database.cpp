@@ -10,6 +10,7 @@
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <system_error>
 
 #include "host/local/table_type.h"
 
@@ -131,7 +132,8 @@ std::optional<Position> position(const SQLite::Column& x, const SQLite::Column& 
 class Database::Impl {
  public:
   Impl(const std::filesystem::path& file, Access access) : file_(file.string()) {
-    if (access != Access::create && !std::filesystem::exists(file))
+    std::error_code error;  // a folder that may not be searched is SQLite's to refuse
+    if (access != Access::create && !std::filesystem::exists(file, error) && !error)
       throw RunError(file_ + ": there is no such database file; import a table to make one, or correct the name");
     doing("open the database", [&] {
       database_.emplace(std::filesystem::absolute(file).string(), openFlags(access), busyTimeout);

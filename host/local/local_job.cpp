@@ -54,7 +54,7 @@ class PassTimes {
 
   void end(RunSummary::Pass& pass) {
     const Clock::time_point now = Clock::now();
-    pass.seconds = std::chrono::duration<double>(now - std::exchange(start_, now)).count();
+    pass.seconds += std::chrono::duration<double>(now - std::exchange(start_, now)).count();
   }
 
   std::vector<RunSummary::Pass> passes_;
@@ -64,10 +64,25 @@ class PassTimes {
   Clock::time_point start_;
 };
 
+/// Warnings on lines of their own, also where the progress bar stands.
+class MessagesBesideBar : public MessageSink {
+ public:
+  MessagesBesideBar(MessageSink& messages, ProgressBar& bar) : messages_(messages), bar_(bar) {}
+
+  void warn(const std::string& text) override {
+    bar_.clear();
+    messages_.warn(text);
+  }
+
+ private:
+  MessageSink& messages_;
+  ProgressBar& bar_;
+};
+
 /// The input's ensembles: with a progress bar, until the user stops the run.
 class WatchedInput : public EnsembleSource {
  public:
-  explicit WatchedInput(SegyData& data) : data_(data) {}
+  WatchedInput(SegyData& data, ProgressBar& bar) : data_(data), bar_(bar) {}
 
   void deliver(int passes) override {
     passes_ = passes;
@@ -100,7 +115,7 @@ class WatchedInput : public EnsembleSource {
 
  private:
   SegyData& data_;
-  ProgressBar bar_;
+  ProgressBar& bar_;
   PassTimes times_;
   int passes_ = 0;
 };
@@ -221,15 +236,16 @@ std::filesystem::path indexFile(const JobFile& file) {
 class LocalJob::Impl : public RunLink {
  public:
   Impl(const JobFile& file, const std::string& version, MessageSink& messages, Database::Access access)
-      : database_(file.database, access),
-        data_(file.input, messages, indexFile(file),
+      : messages_(messages, bar_),
+        database_(file.database, access),
+        data_(file.input, messages_, indexFile(file),
               access == Database::Access::read ? CacheAccess::read : CacheAccess::write),
         file_(file),
         version_(version),
-        input_(data_),
+        input_(data_, bar_),
         output_(file, data_, version),
-        tables_(file, database_, data_, messages),
-        store_(file.scratch, messages),
+        tables_(file, database_, data_, messages_),
+        store_(file.scratch, messages_),
         job_{.runtime = {.samprat = data_.interval(),
                          .numsmp = data_.samples(),
                          .maxdtr = data_.largestEnsemble(),
@@ -243,7 +259,7 @@ class LocalJob::Impl : public RunLink {
              .output = output_,
              .tables = tables_,
              .blocks = store_,
-             .messages = messages,
+             .messages = messages_,
              .link = *this} {}
 
   Job& job() { return job_; }
@@ -251,7 +267,12 @@ class LocalJob::Impl : public RunLink {
   Database& database() { return database_; }
 
   void recordPass(const PassRecord& pass) {
-    if (record_) database_.addPass(*record_, pass);
+    if (!record_) return;
+    try {
+      database_.addPass(*record_, pass);
+    } catch (const RunError& error) {  // the run is worth more than its record
+      messages_.warn(error.what());
+    }
   }
 
   RunIdentity identity() const { return runIdentity(file_, data_, database_, version_); }
@@ -307,6 +328,8 @@ class LocalJob::Impl : public RunLink {
     record_.reset();
   }
 
+  ProgressBar bar_;
+  MessagesBesideBar messages_;
   Database database_;
   SegyData data_;
   const JobFile& file_;

@@ -55,7 +55,7 @@ class LocalJob {
   InputPlace place() const;
   /// Has the input deliver from there on. RunError when no ensemble begins there.
   void goOnFrom(const InputPlace& place);
-  /// Adds a pass to the run record.
+  /// Adds a pass to the run record; a warning when that fails.
   void recordPass(const PassRecord& pass);
   RunSummary summary() const;
   /// Ends the run record with the reason; the output file stays as it was before the run.
