@@ -1,7 +1,8 @@
+#include "host/local/table_text.h"
+
 #include <sstream>
 
 #include "fuzz/fuzz_target.h"
-#include "host/local/table_text.h"
 
 // Tables in CSV: what was read and is written reads back as the same text, and can be interpolated anywhere.
 

@@ -1,5 +1,6 @@
-#include "fuzz/fuzz_target.h"
 #include "host/local/velocity_text.h"
+
+#include "fuzz/fuzz_target.h"
 
 // Velocity functions as text, in every form, with and without what can be told of them.
 
