@@ -16,6 +16,7 @@ namespace {
 
 constexpr double lowest = std::numeric_limits<int>::min();
 constexpr double highest = std::numeric_limits<int>::max();
+constexpr double mostValues = 250e6;  // of an output function: single precision, in 10^9 bytes as a database has them
 
 ParameterSet::Value parse(const ParameterKey& key, const std::string& text) {
   if (key.type == ParameterType::text) return text;
@@ -76,8 +77,8 @@ const std::vector<ParameterKey>& parameterKeys() {
       {"NAZIM", integer, "sectors", "azimuth sectors over 180 degrees", "6", sectors, 1, 18000},
       {"PRESTACK", integer, "flag", "1: moved-out gathers with velocity, A and B of the last pass, no table", "0",
        always, lowest, highest},
-      {"OUTPUT", text, "", "output traces: 1 velocity, 2 intercept, 3 gradient, 4 ratio, 5 velocity unrevised", "1,2,3,4",
-       stackOutput, 0, 0},
+      {"OUTPUT", text, "", "output traces: 1 velocity, 2 intercept, 3 gradient, 4 ratio, 5 velocity unrevised",
+       "1,2,3,4", stackOutput, 0, 0},
       {"OUTVEL", integer, "flag", "1: write an output velocity table", "1", stackOutput, lowest, highest},
       {"VELMETH", integer, "", "output table: 1 new, other: add to the one that is there", "1", outputTable, lowest,
        highest},
@@ -206,9 +207,16 @@ bool ParameterSet::emitsTraces() const {
 }
 
 void ParameterSet::checkAgainst(float traceLength) const {
-  if (!isRead(ReadWhen::outputTable) || real("VELSAMP") <= traceLength) return;
-  throw RunError(where("VELSAMP") + ": expected at most the length of a trace, " +
-                 shown(static_cast<double>(traceLength)) + " ms");
+  if (!isRead(ReadWhen::outputTable)) return;
+  const double interval = static_cast<double>(real("VELSAMP")), length = static_cast<double>(traceLength);
+  if (interval > length) {
+    throw RunError(where("VELSAMP") + ": expected at most the length of a trace, " + shown(length) + " ms");
+  }
+  const double least = length * (isRead(ReadWhen::sectors) ? integer("NAZIM") : 1) / mostValues;
+  if (interval < least) {
+    throw RunError(where("VELSAMP") + ": expected at least " + shown(least) +
+                   ", as an output function (samples times " + "sectors) has at most " + shown(mostValues) + " values");
+  }
 }
 
 std::string ParameterSet::where(const std::string& key) const {

@@ -178,6 +178,21 @@ TEST_F(JobFileTest, AModeNeedsItsOwnKeysAndNoOthers) {
   EXPECT_EQ(warnings.texts.size(), 2u);  // VELSAMP, OUTPUT
 }
 
+TEST_F(JobFileTest, AnOutputFunctionIsNeitherEmptyNorLongerThanADatabaseTakes) {
+  const float second = 1000.0f;
+  const auto refusalOf = [&](const char* interval, const std::string& mode = "AZIMTH = 0") {
+    std::string job = changed("VELSAMP = 20", std::string("VELSAMP = ") + interval);
+    job.replace(job.find("AZIMTH = 0"), 10, mode);
+    return korvane_test::refusal([&] { read(job).parameters.checkAgainst(second); });
+  };
+  EXPECT_EQ(refusalOf("1000"), "not refused");
+  korvane_test::expectParts(refusalOf("1001"), {"VELSAMP = 1001: expected at most the length of a trace, 1000 ms"});
+  EXPECT_EQ(refusalOf("0.001"), "not refused");
+  const std::string sectors = "AZIMTH = 1\nNAZIM = 18000\nVAZNAMO = \"az\"";
+  korvane_test::expectParts(refusalOf("0.07", sectors), {"VELSAMP = 0.07: expected at least 0.072"});
+  EXPECT_EQ(refusalOf("0.073", sectors), "not refused");
+}
+
 TEST_F(JobFileTest, WhatTheJobWillNotReadOrReachGivesAWarning) {
   const std::vector<Change> changes{
       {"FOLD = 6", "MINXLINE = 4", "MINXLINE = 4: not read by this job (read when: survey type 3D)"},
