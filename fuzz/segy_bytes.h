@@ -8,8 +8,12 @@
 
 namespace korvane_fuzz {
 
-/// A SEG-Y file of foreign bytes, and a foreign job's idea of it. The bytes left over are the file behind its text
-/// header.
+/// A SEG-Y file whose bytes behind the text header are those left over.
+inline void writeSegy(FuzzedDataProvider& choice, MemoryFile& file) {
+  file.write(std::string(3200, '\x40') + choice.ConsumeRemainingBytesAsString());
+}
+
+/// Such a file, and a foreign job's idea of it.
 inline host::local::SegyInput segyInput(FuzzedDataProvider& choice, MemoryFile& file) {
   using namespace host::local;
   SegyInput input{.file = file.path(), .layout = {}};
@@ -22,7 +26,7 @@ inline host::local::SegyInput segyInput(FuzzedDataProvider& choice, MemoryFile& 
     field.format = choice.PickValueInArray({HeaderFormat::int16, HeaderFormat::int32, HeaderFormat::float32});
   }
   if (choice.ConsumeBool()) input.primaryKey = "SG_CDP";
-  file.write(std::string(3200, '\x40') + choice.ConsumeRemainingBytesAsString());
+  writeSegy(choice, file);
   return input;
 }
 
