@@ -124,6 +124,25 @@ TEST_F(JobFileTest, EveryMistakeIsListedAndNoneThatFollowsFromAnother) {
   }
 }
 
+TEST_F(JobFileTest, ALineIsAsLongAsTablesWithinTablesMayBeDeep) {
+  const auto dotted = [](std::size_t parts) {
+    std::string key = "a";
+    for (std::size_t i = 1; i < parts; ++i) key += ".a";
+    return key;
+  };
+  for (const std::string& line : {dotted(4999) + "=1", "[" + dotted(4999) + "]"}) {
+    korvane_test::expectParts(refusal(completeJob + line), {"unknown key"});
+  }
+  for (const std::string& line : {dotted(200'000) + "=1", "[" + dotted(200'000) + "]"}) {
+    const std::string said = std::to_string(line.size()) + " characters, expected at most 10000";
+    korvane_test::expectParts(refusal("\n" + line + "\n" + completeJob), {file.string() + ":2: ", said});
+  }
+  korvane_test::writeFile(file, completeJob);
+  korvane_test::expectParts(
+      korvane_test::refusal([&] { readJobFile(file, warnings, {"NUMITER={" + dotted(20'000) + "=1}"}); }),
+      {"--set NUMITER: expected at most 10000 characters"});
+}
+
 TEST_F(JobFileTest, ASettingTakesThePlaceOfWhatTheJobSays) {
   const auto set = [&](const JobSettings& settings) {
     korvane_test::writeFile(file, completeJob);
