@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <exception>
+#include <nlohmann/json.hpp>
 #include <system_error>
 #include <utility>
 
@@ -36,8 +37,8 @@ void copySideBySide(const CheckpointBlock& from, void* to) {
 
 }  // namespace
 
-Checkpointer::Checkpointer(const host::local::JobFile& file, host::local::LocalJob& job)
-    : job_(job), file_(fileOf(file)), identity_(job.identity()) {}
+Checkpointer::Checkpointer(const host::local::JobFile& file, host::local::LocalJob& job, RunLog& log)
+    : job_(job), log_(log), file_(fileOf(file)), identity_(job.identity()) {}
 
 Checkpointer::~Checkpointer() { settle(); }
 
@@ -61,6 +62,7 @@ void Checkpointer::goOn(korvane::RunState& run) {
   for (const CheckpointBlock& block : blocksOf(korvane::velocityBlocks(run))) reader_->read(block);
   korvane::completeStores(run);
   job_.goOnFrom(state.place);
+  log_.write("resume", {{"pass", state.pass}, {"traces", state.traces}});
   reader_.reset();
 }
 
@@ -104,7 +106,8 @@ void Checkpointer::complete(const Blocks& blocks, const CheckpointState& state) 
   writing_ = std::async(std::launch::async, [this, blocks, state, attributes = std::move(writing_)]() mutable {
     if (attributes.valid()) attributes.get();
     for (const CheckpointBlock& block : blocks) writer_->add(block);
-    writer_->commit(identity_, state);
+    if (writer_->commit(identity_, state))
+      log_.write("checkpoint", {{"next_pass", state.pass}, {"file", file_.string()}});
   });
 }
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <vector>
 
+#include "app/run_log.h"
 #include "host/local/checkpoint_file.h"
 #include "host/local/local_job.h"
 #include "korvane/pass_observer.h"
@@ -18,7 +19,7 @@ namespace app {
 /// traces of the pass before are not kept.
 class Checkpointer : public korvane::PassObserver {
  public:
-  Checkpointer(const host::local::JobFile& file, host::local::LocalJob& job);
+  Checkpointer(const host::local::JobFile& file, host::local::LocalJob& job, RunLog& log);
   ~Checkpointer() override;
 
   /// Where the checkpoint of a job is: beside the database, named after it and the job.
@@ -47,6 +48,7 @@ class Checkpointer : public korvane::PassObserver {
   void finishWriting();
 
   host::local::LocalJob& job_;
+  RunLog& log_;
   const std::filesystem::path file_;
   const host::local::RunIdentity identity_;
   std::unique_ptr<host::local::CheckpointReader> reader_;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "korvane/grid_sample.h"
@@ -83,6 +84,14 @@ void PassRecorder::revised(const korvane::RunState& run) {
   const auto now = std::chrono::steady_clock::now();
   record.seconds = std::chrono::duration<double>(now - begin_).count();
   job_.recordPass(record);
+  log_.write("pass", {{"pass", record.pass},
+                      {"of", p.niterate},
+                      {"traces", record.traces},
+                      {"seconds", record.seconds},
+                      {"traces_per_second", static_cast<double>(record.traces) / record.seconds},
+                      {"functions_revised", record.revised},
+                      {"rms_revision_percent", record.rms},
+                      {"samples_at_a_limit_percent", 100.0 * record.limited}});
   begin_ = now;
   tracesBefore_ = run.numTraces;
 }

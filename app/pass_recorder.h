@@ -3,21 +3,23 @@
 #include <chrono>
 #include <cstdint>
 
+#include "app/run_log.h"
 #include "host/local/local_job.h"
 #include "korvane/pass_observer.h"
 #include "korvane/run_state.h"
 
 namespace app {
 
-/// Adds to the record of a run what each pass did to the velocities.
+/// Adds to the record of a run, and to its log, what each pass did to the velocities.
 class PassRecorder : public korvane::PassObserver {
  public:
-  explicit PassRecorder(host::local::LocalJob& job) : job_(job) {}
+  PassRecorder(host::local::LocalJob& job, RunLog& log) : job_(job), log_(log) {}
   void begins(const korvane::RunState& run) override;
   void revised(const korvane::RunState& run) override;
 
  private:
   host::local::LocalJob& job_;
+  RunLog& log_;
   std::chrono::steady_clock::time_point begin_;
   std::int64_t tracesBefore_ = 0;
 };

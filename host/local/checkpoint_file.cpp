@@ -84,8 +84,8 @@ class CheckpointWriter::File {
 
   void abandon() { abandoned_ = true; }
 
-  void commit(const RunIdentity& identity, const CheckpointState& state) {
-    if (abandoned_) return;
+  bool commit(const RunIdentity& identity, const CheckpointState& state) {
+    if (abandoned_) return false;
     const json trailer = {
         {"identity", asJson(identity)}, {"blocks", blocks_},
         {"pass", state.pass},           {"traces", state.traces},
@@ -97,6 +97,7 @@ class CheckpointWriter::File {
     file_.secure();
     file_.writeAt(&head, sizeof head, 0);
     file_.commit();
+    return true;
   }
 
  private:
@@ -125,8 +126,8 @@ class CheckpointWriter::File {
 CheckpointWriter::CheckpointWriter(std::filesystem::path target) : file_(std::make_unique<File>(std::move(target))) {}
 CheckpointWriter::~CheckpointWriter() = default;
 void CheckpointWriter::add(const CheckpointBlock& block) { file_->add(block); }
-void CheckpointWriter::commit(const RunIdentity& identity, const CheckpointState& state) {
-  file_->commit(identity, state);
+bool CheckpointWriter::commit(const RunIdentity& identity, const CheckpointState& state) {
+  return file_->commit(identity, state);
 }
 void CheckpointWriter::abandon() { file_->abandon(); }
 

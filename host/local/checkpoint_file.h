@@ -34,8 +34,8 @@ class CheckpointWriter {
   ~CheckpointWriter();
 
   void add(const CheckpointBlock& block);
-  /// Makes the checkpoint the one to go on from.
-  void commit(const RunIdentity& identity, const CheckpointState& state);
+  /// Makes the checkpoint the one to go on from. @return false when it was abandoned
+  bool commit(const RunIdentity& identity, const CheckpointState& state);
   /// Has what another thread writes end soon; nothing is committed from here on.
   void abandon();
 
