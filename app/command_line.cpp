@@ -1,9 +1,12 @@
 #include "app/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
+#include <system_error>
 
 #include "host/local/stop_signals.h"
 
@@ -54,6 +57,7 @@ void addCommands(CLI::App& cli) {
 }
 
 int commandLine(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error of writing
   CLI::App cli;
   addCommands(cli);
   cli.failure_message(usageError);
@@ -67,6 +71,13 @@ int commandLine(int argc, char** argv) {
   } catch (const host::local::Stopped& stop) {
     report(stop.what());
     return 128 + stop.signal;
+  } catch (const std::bad_alloc&) {
+    report("The system gives no more memory. Free some, or ask for less: fewer threads, a smaller grid.");
+    return 1;
+  } catch (const std::system_error& error) {
+    report("The system refuses what the program needs: " + std::string(error.what()) +
+           ". See the limits on memory and processes (ulimit -a), or take fewer threads.");
+    return 1;
   } catch (const std::exception& error) {
     report(error.what());
     return 1;

@@ -13,6 +13,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/local/lock_holders.h"
 #include "host/local/table_type.h"
 
 namespace host::local {
@@ -24,6 +25,7 @@ static_assert(std::endian::native == std::endian::little, "the blobs hold little
 constexpr int applicationId = 0x4b4f5256;
 constexpr int schemaVersion = 2;
 constexpr int busyTimeout = 10000;    // ms
+constexpr int endTimeout = 60'000;    // the same when hours of work are to be stored
 constexpr float greatestX = 0x1p31f;  // what the numbers of trace headers round to
 
 constexpr const char* schema = R"(
@@ -87,11 +89,11 @@ int openFlags(Database::Access access) {
   }
 }
 
-const char* advice(int code) {
+std::string advice(int code, const std::string& file) {
   switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      return "; another program is using the file, try again when it has ended";
+      return "; another program" + lockHolders(file) + " is using the file, try again when it has ended";
     case SQLITE_NOTADB:
       return "; give the name of a database file, or of a new one";
     case SQLITE_CORRUPT:
@@ -137,6 +139,7 @@ class Database::Impl {
     std::error_code error;  // a folder that may not be searched is SQLite's to refuse
     if (access != Access::create && !std::filesystem::exists(file, error) && !error)
       throw RunError(file_ + ": there is no such database file; import a table to make one, or correct the name");
+    if (access == Access::read) rollBack(file);
     doing("open the database", [&] {
       database_.emplace(std::filesystem::absolute(file).string(), openFlags(access), busyTimeout);
       database_->exec("PRAGMA foreign_keys = ON");
@@ -156,7 +159,7 @@ class Database::Impl {
     try {
       return operation();
     } catch (const SQLite::Exception& error) {
-      throw RunError(file_ + ": cannot " + what + ": " + error.what() + advice(error.getErrorCode()));
+      throw RunError(file_ + ": cannot " + what + ": " + error.what() + advice(error.getErrorCode(), file_));
     }
   }
 
@@ -220,6 +223,18 @@ class Database::Impl {
   }
 
  private:
+  /// A program that was killed may have left half a transaction. Only who may write can roll it back; for others it
+  /// stands in the way of reading.
+  void rollBack(const std::filesystem::path& file) const {
+    std::error_code error;
+    if (!std::filesystem::exists(file_ + "-journal", error)) return;
+    try {
+      SQLite::Database writable(std::filesystem::absolute(file).string(), SQLite::OPEN_READWRITE, busyTimeout);
+      writable.execAndGet("SELECT count(*) FROM sqlite_master");
+    } catch (const SQLite::Exception&) {  // what is wrong shows when the file is read
+    }
+  }
+
   int number(const char* query) { return database_->execAndGet(query).getInt(); }
 
   bool blank() {
@@ -376,6 +391,7 @@ void Database::completeRun(std::int64_t id, std::int64_t traces, const Table* ta
                            const std::function<void()>& last) {
   if (table != nullptr) tableType(type);
   impl_->doing(table != nullptr ? "write table " + quoted(type, table->name()) : "record the end of the run", [&] {
+    impl_->sql().setBusyTimeout(endTimeout);
     SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
     if (table != nullptr) impl_->replace(*table, type);
     impl_->end(id, traces, "completed");

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "host/local/job.h"
+#include "host/local/lock_holders.h"
 
 namespace host::local {
 
@@ -53,8 +54,8 @@ void PartFile::open() {
     if (descriptor_ < 0) fail(errno);
     if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
       close(std::exchange(descriptor_, -1));
-      throw RunError(target_.string() + ": another program is writing " + what_ + " (" + part_.string() +
-                     "). Wait until it has ended, or choose another name.");
+      throw RunError(target_.string() + ": another program" + lockHolders(part_) + " is writing " + what_ +
+                     ". Wait until it has ended, or choose another name.");
     }
   } while (!hasName(descriptor_, part_));
   if (ftruncate(descriptor_, 0) != 0) fail(errno);
