@@ -13,8 +13,9 @@ namespace {
 void printPasses(const RunSummary& summary) {
   for (std::size_t k = 0; k < summary.passes.size(); ++k) {
     const RunSummary::Pass& pass = summary.passes[k];
-    const bool output = k > 0 && static_cast<int>(k) + 1 == summary.passesAsked;
-    std::printf("%-11s %lld traces in %.2f s", output ? "Output pass" : ("Pass " + std::to_string(k + 1)).c_str(),
+    const int number = summary.firstPass + static_cast<int>(k);
+    const bool output = number > 1 && number == summary.passesAsked;
+    std::printf("%-11s %lld traces in %.2f s", output ? "Output pass" : ("Pass " + std::to_string(number)).c_str(),
                 static_cast<long long>(pass.traces), pass.seconds);
     if (pass.seconds > 0.0) std::printf(", %.0f traces/s", static_cast<double>(pass.traces) / pass.seconds);
     std::putchar('\n');
@@ -53,9 +54,11 @@ void printSummary(const JobArguments& arguments, const host::local::JobFile& job
 }
 
 std::string whereStopped(const RunSummary& summary) {
-  if (summary.passes.empty()) return "Stopped before the first pass";
-  return "Stopped in pass " + std::to_string(summary.passes.size()) + " of " + std::to_string(summary.passesAsked) +
-         " after " + std::to_string(summary.inputTraces) + " traces";
+  if (summary.passes.empty())
+    return "Stopped before pass " + std::to_string(summary.firstPass) + " of " + std::to_string(summary.passesAsked);
+  const auto passes = static_cast<int>(summary.passes.size());
+  return "Stopped in pass " + std::to_string(summary.firstPass + passes - 1) + " of " +
+         std::to_string(summary.passesAsked) + " after " + std::to_string(summary.inputTraces) + " traces";
 }
 
 }  // namespace app

@@ -68,6 +68,7 @@ constexpr const char* passSchema = R"(
     inline_step INTEGER NOT NULL,
     crossline_step INTEGER NOT NULL,
     revision BLOB NOT NULL, -- sectors x inlines x crosslines, percent, float32
+    at_limit BLOB NOT NULL, -- the same shape, share of samples
     PRIMARY KEY (run_id, pass)
   );)";
 
@@ -158,6 +159,53 @@ class Database::Impl {
   }
 
   SQLite::Database& sql() { return *database_; }
+
+  /// Within a transaction: puts the table in the place of that type and name.
+  void replace(const Table& table, const std::string& type) {
+    SQLite::Statement old(*database_, "DELETE FROM korvane_table WHERE type = ? AND name = ?");
+    old.bind(1, type);
+    old.bind(2, table.name());
+    old.exec();
+
+    SQLite::Statement head(*database_,
+                           "INSERT INTO korvane_table (type, name, x_name, y_name, z_name, z_count) "
+                           "VALUES (?, ?, ?, ?, ?, ?)");
+    head.bind(1, type);
+    head.bind(2, table.name());
+    head.bind(3, table.xName());
+    head.bind(4, table.yName());
+    head.bind(5, table.zName());
+    head.bind(6, table.zCount());
+    head.exec();
+
+    SQLite::Statement row(*database_,
+                          "INSERT INTO korvane_function (table_id, x, map_x, map_y, times, \"values\") "
+                          "VALUES (?, ?, ?, ?, ?, ?)");
+    row.bind(1, static_cast<std::int64_t>(database_->getLastInsertRowid()));
+    for (const auto& [x, function] : table.functions()) {
+      row.bind(2, static_cast<double>(x));
+      if (function.position) {
+        row.bind(3, function.position->x);
+        row.bind(4, function.position->y);
+      } else {
+        row.bind(3);
+        row.bind(4);
+      }
+      bindBlob(row, 5, function.y);
+      bindBlob(row, 6, function.z);
+      row.exec();
+      row.reset();
+    }
+  }
+
+  void end(std::int64_t run, std::int64_t traces, const std::string& result) {
+    SQLite::Statement statement(
+        *database_, std::string("UPDATE korvane_run SET ended = ") + now + ", traces = ?, result = ? WHERE id = ?");
+    statement.bind(1, traces);
+    statement.bind(2, result);
+    statement.bind(3, run);
+    statement.exec();
+  }
 
   [[noreturn]] void refuse(const std::string& table, float x, const std::string& what) const {
     std::ostringstream text;
@@ -284,40 +332,7 @@ void Database::save(const Table& table, const std::string& type) {
   tableType(type);
   impl_->doing("write table " + quoted(type, table.name()), [&] {
     SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
-    SQLite::Statement old(impl_->sql(), "DELETE FROM korvane_table WHERE type = ? AND name = ?");
-    old.bind(1, type);
-    old.bind(2, table.name());
-    old.exec();
-
-    SQLite::Statement head(impl_->sql(),
-                           "INSERT INTO korvane_table (type, name, x_name, y_name, z_name, z_count) "
-                           "VALUES (?, ?, ?, ?, ?, ?)");
-    head.bind(1, type);
-    head.bind(2, table.name());
-    head.bind(3, table.xName());
-    head.bind(4, table.yName());
-    head.bind(5, table.zName());
-    head.bind(6, table.zCount());
-    head.exec();
-
-    SQLite::Statement row(impl_->sql(),
-                          "INSERT INTO korvane_function (table_id, x, map_x, map_y, times, \"values\") "
-                          "VALUES (?, ?, ?, ?, ?, ?)");
-    row.bind(1, static_cast<std::int64_t>(impl_->sql().getLastInsertRowid()));
-    for (const auto& [x, function] : table.functions()) {
-      row.bind(2, static_cast<double>(x));
-      if (function.position) {
-        row.bind(3, function.position->x);
-        row.bind(4, function.position->y);
-      } else {
-        row.bind(3);
-        row.bind(4);
-      }
-      bindBlob(row, 5, function.y);
-      bindBlob(row, 6, function.z);
-      row.exec();
-      row.reset();
-    }
+    impl_->replace(table, type);
     transaction.commit();
   });
 }
@@ -345,12 +360,25 @@ std::int64_t Database::beginRun(const std::string& tool, const std::string& jobT
 }
 
 void Database::endRun(std::int64_t id, std::int64_t traces, const std::string& result) {
-  impl_->doing("record the end of the run", [&] {
-    SQLite::Statement statement(
-        impl_->sql(), std::string("UPDATE korvane_run SET ended = ") + now + ", traces = ?, result = ? WHERE id = ?");
-    statement.bind(1, traces);
-    statement.bind(2, result);
-    statement.bind(3, id);
+  impl_->doing("record the end of the run", [&] { impl_->end(id, traces, result); });
+}
+
+void Database::completeRun(std::int64_t id, std::int64_t traces, const Table* table, const std::string& type,
+                           const std::function<void()>& last) {
+  if (table != nullptr) tableType(type);
+  impl_->doing(table != nullptr ? "write table " + quoted(type, table->name()) : "record the end of the run", [&] {
+    SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
+    if (table != nullptr) impl_->replace(*table, type);
+    impl_->end(id, traces, "completed");
+    last();
+    transaction.commit();
+  });
+}
+
+void Database::resumeRun(std::int64_t id) {
+  impl_->doing("take up the record of the run", [&] {
+    SQLite::Statement statement(impl_->sql(), "UPDATE korvane_run SET ended = NULL, result = 'running' WHERE id = ?");
+    statement.bind(1, id);
     statement.exec();
   });
 }
@@ -379,11 +407,12 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
     if (!impl_->sql().tableExists("korvane_pass")) return passes;
     SQLite::Statement rows(impl_->sql(),
                            "SELECT pass, seconds, traces, revised, mean, rms, limited, inline_step, crossline_step, "
-                           "revision FROM korvane_pass WHERE run_id = ? ORDER BY pass");
+                           "revision, at_limit FROM korvane_pass WHERE run_id = ? ORDER BY pass");
     rows.bind(1, run);
     while (rows.executeStep()) {
       const auto revision = finiteValues(rows.getColumn(9));
-      if (!revision) continue;
+      const auto atLimit = finiteValues(rows.getColumn(10));
+      if (!revision || !atLimit) continue;
       passes.push_back({.pass = rows.getColumn(0).getInt(),
                         .seconds = rows.getColumn(1).getDouble(),
                         .traces = rows.getColumn(2).getInt64(),
@@ -393,7 +422,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
                         .limited = rows.getColumn(6).getDouble(),
                         .inlineStep = rows.getColumn(7).getInt(),
                         .crosslineStep = rows.getColumn(8).getInt(),
-                        .revision = *revision});
+                        .revision = *revision,
+                        .atLimit = *atLimit});
     }
     return passes;
   });
@@ -401,7 +431,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
 
 void Database::addPass(std::int64_t run, const PassRecord& pass) {
   impl_->doing("record a pass", [&] {
-    SQLite::Statement statement(impl_->sql(), "INSERT INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    SQLite::Statement statement(impl_->sql(),
+                                "INSERT OR REPLACE INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     statement.bind(1, run);
     statement.bind(2, pass.pass);
     statement.bind(3, pass.seconds);
@@ -413,6 +444,7 @@ void Database::addPass(std::int64_t run, const PassRecord& pass) {
     statement.bind(9, pass.inlineStep);
     statement.bind(10, pass.crosslineStep);
     bindBlob(statement, 11, pass.revision);
+    bindBlob(statement, 12, pass.atLimit);
     statement.exec();
   });
 }

@@ -42,7 +42,7 @@ const std::vector<std::pair<std::string, std::vector<std::string>>>& knownTables
         {"data", {"input", "output", "primary_key", "allow_truncated", "format"}},
         {"headers", HeaderLayout::knownNames()},
         {"database", {"file"}},
-        {"run", {"threads", "scratch"}},
+        {"run", {"threads", "scratch", "checkpoint"}},
         {"parameters", parameters}};
   }();
   return tables;
@@ -381,6 +381,7 @@ JobFile readJobFile(const fs::path& file, const JobSettings& jobSettings, Messag
   if (problems.none()) take([&] { checkPrimaryKey(result.input, data, headers); });
   take([&] { result.database = folder / database.path("file"); });
   take([&] { result.threads = run.integer("threads", 0, 0, 1024); });
+  take([&] { result.checkpoint = run.flag("checkpoint"); });
   take([&] { result.scratch = run.has("scratch") ? folder / run.path("scratch") : result.database.parent_path(); });
 
   Problems ofParameters;

@@ -23,6 +23,7 @@ struct JobFile {
   std::filesystem::path database;
   int threads = 0;  ///< 0: every core
   std::filesystem::path scratch;
+  bool checkpoint = false;  ///< the run keeps its state on disk between the passes
   ParameterSet parameters;
 };
 

@@ -78,10 +78,6 @@ SegyFile::SegyFile(const SegyInput& input, MessageSink& messages) : input_(input
   countTraces();
 }
 
-SegyFile::Descriptor::~Descriptor() {
-  if (number >= 0) close(number);
-}
-
 void SegyFile::open() {
   std::error_code error;
   const auto status = std::filesystem::status(input_.file, error);

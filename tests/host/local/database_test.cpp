@@ -84,7 +84,8 @@ TEST_F(DatabaseTest, KeepsThePassesOfARunAlsoInAFileOfTheFirstVersion) {
                         .limited = 0.5,
                         .inlineStep = 3,
                         .crosslineStep = 4,
-                        .revision = {0.5f, PassRecord::noData, PassRecord::fewNeighbours}};
+                        .revision = {0.5f, PassRecord::noData, PassRecord::fewNeighbours},
+                        .atLimit = {0.25f, 0.0f, 0.0f}};
   {
     Database database(file, Access::write);
     run = database.beginRun("tool", "job");
