@@ -27,6 +27,13 @@ if(KORVANE_SANITIZE)
   target_link_options(korvane_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
+option(KORVANE_FUZZ "The fuzz targets in place of the tests (Clang)" OFF)
+if(KORVANE_FUZZ)
+  # Loops that count their branches cannot be made vectors of.
+  target_compile_options(korvane_flags INTERFACE -fsanitize=fuzzer-no-link -Wno-pass-failed)
+  target_compile_definitions(korvane_flags INTERFACE KORVANE_BASELINE)
+endif()
+
 # korvane_library(name libraries...): the sources of the current folder as one library.
 function(korvane_library name)
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 
 #include "moveout/moveout.h"
 
@@ -75,7 +77,13 @@ void fillAvoBlock(const Parameters& p, Constants& c) {
 
 void endInitialisation(const Parameters& p) {
   int& largest = host::globalRuntime().maxdtr;
-  largest = p.iprestack == 0 ? p.nazim * p.outlen : (largest + 3) * p.nazim;
+  const std::int64_t traces = std::int64_t{p.nazim} * (p.iprestack == 0 ? p.outlen : std::int64_t{largest} + 3);
+  if (traces > std::numeric_limits<int>::max()) {
+    host::stErrFatal(
+        "%s: An output ensemble of %lld traces cannot be counted. Ask for fewer traces in OUTPUT, or sectors.",
+        toolName, static_cast<long long>(traces));
+  }
+  largest = static_cast<int>(traces);
   host::stEndInitialization();
 }
 

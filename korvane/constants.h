@@ -13,7 +13,8 @@ void designInterpolation(const Parameters& p, Constants& c);
 void designBandFilters(const Parameters& p, Constants& c);
 /// The parameter block of the AVO engine: three-term intercept and gradient, stretch term, 50 ms end tapers.
 void fillAvoBlock(const Parameters& p, Constants& c);
-/// Announces the largest output ensemble; ensembles can be asked for afterwards.
+/// Announces the largest output ensemble; ensembles can be asked for afterwards. Fatal: it has more traces
+/// than an int counts.
 void endInitialisation(const Parameters& p);
 
 }  // namespace korvane

@@ -98,6 +98,11 @@ struct Span {
   int from, to;
 };
 
+/// Up to `half` lines on either side of a line, of `count` lines; a sum of line and half may be beyond an int.
+Span around(int line, int half, int count) {
+  return {std::max(line - half, 0), line < count - half ? line + half : count - 1};
+}
+
 KORVANE_WIDE void add(double* sums, const float* terms, int count) {
   KORVANE_INDEPENDENT
   for (int i = 0; i < count; ++i) sums[i] += static_cast<double>(terms[i]);
@@ -140,9 +145,10 @@ class NeighbourhoodSums::Impl {
     const int threads = tbb::this_task_arena::max_concurrency();
     tbb::affinity_partitioner homes;  // a column stays in the cache of its processor
     int visited = 0;
-    for (int from = 0; from < p_.xtlines; from += tileWidth_) {
-      tile_ = {from, std::min(from + tileWidth_, p_.xtlines) - 1};
-      halo_ = {std::max(tile_.from - halfCrosslines_, 0), std::min(tile_.to + halfCrosslines_, p_.xtlines - 1)};
+    for (tile_ = {0, -1}; tile_.to < p_.xtlines - 1;) {
+      tile_.from = tile_.to + 1;
+      tile_.to += std::min(tileWidth_, p_.xtlines - tile_.from);
+      halo_ = {crosslines(tile_.from).from, crosslines(tile_.to).to};
       clearColumns();
       for (int il = 0; il < p_.itlines; ++il) {
         tbb::parallel_for(
@@ -215,8 +221,8 @@ class NeighbourhoodSums::Impl {
   }
   Column& column(int ix) { return columns_[static_cast<std::size_t>(ix - halo_.from)]; }
 
-  Span inlines(int il) const { return {std::max(il - p_.numxsum2, 0), std::min(il + p_.numxsum2, p_.itlines - 1)}; }
-  Span crosslines(int ix) const { return {std::max(ix - p_.numysum2, 0), std::min(ix + p_.numysum2, p_.xtlines - 1)}; }
+  Span inlines(int il) const { return around(il, halfInlines_, p_.itlines); }
+  Span crosslines(int ix) const { return around(ix, halfCrosslines_, p_.xtlines); }
 
   Terms& emptyTerms() {
     Terms& terms = terms_.local();

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 
 namespace korvane {
 
@@ -38,6 +40,14 @@ float squaredSine(float degrees, float rad) {
   return static_cast<float>(sine * sine);
 }
 
+/// The slots of a grid are counted by ints, those of all sectors together.
+constexpr std::int64_t mostSlots = std::numeric_limits<int>::max();
+
+[[noreturn]] void refuseGrid() {
+  host::stErrFatal("%s: The grid has no slots, or more than %lld (CDPs times sectors). Correct its ranges.", toolName,
+                   static_cast<long long>(mostSlots));
+}
+
 std::vector<float> decodeList(std::string list) {
   const int length = static_cast<int>(list.size());
   list.resize(2 * list.size());
@@ -69,9 +79,12 @@ void readGrid(Parameters& p) {
     p.minxlin = getInt("MINCDP");
     p.maxxlin = getInt("MAXCDP");
   }
-  p.itlines = p.maxilin + 1 - p.minilin;
-  p.xtlines = p.maxxlin + 1 - p.minxlin;
-  p.maxens = p.itlines * p.xtlines;
+  const std::int64_t inlines = std::int64_t{p.maxilin} - p.minilin + 1;
+  const std::int64_t crosslines = std::int64_t{p.maxxlin} - p.minxlin + 1;
+  if (inlines < 1 || crosslines < 1 || inlines > mostSlots / crosslines) refuseGrid();
+  p.itlines = static_cast<int>(inlines);
+  p.xtlines = static_cast<int>(crosslines);
+  p.maxens = static_cast<int>(inlines * crosslines);
 }
 
 void findSupergatherHeader(Parameters& p) {
@@ -140,6 +153,7 @@ void readAzimuths(Parameters& p) {
   p.nazim = 1;
   if (p.iazimuth != 0) {
     p.nazim = getInt("NAZIM");
+    if (p.nazim < 1 || p.slots() > mostSlots) refuseGrid();
     p.zazim = 360.0f / static_cast<float>(2 * p.nazim);
     if (host::stHdrExists("VEL_AZIM") == 0) {
       p.ivelazim = host::stHdrAdd("VEL_AZIM", "Korvane azimuth (degrees)", 1, host::hdrFloat);

@@ -8,7 +8,7 @@ namespace korvane {
 
 /// Sampling, ensemble size, header length, 2D or 3D.
 void readJobRecords(Parameters& p);
-/// MINILINE .. MAXXLINE, or MINCDP and MAXCDP.
+/// MINILINE .. MAXXLINE, or MINCDP and MAXCDP. Fatal: no slots, or more than an int counts.
 void readGrid(Parameters& p);
 /// Supergathers: integer header "SG_CDP" that is the primary sort key.
 void findSupergatherHeader(Parameters& p);
@@ -26,7 +26,8 @@ void readFilters(Parameters& p);
 void readAngles(Parameters& p, float rad);
 /// STATIC: without a header "NA_STAT" there are none.
 void readStatics(Parameters& p);
-/// AZIMTH, NAZIM; makes header "VEL_AZIM". Fatal: that header has another type or cannot be made.
+/// AZIMTH, NAZIM; makes header "VEL_AZIM". Fatal: no slots, or more than an int counts; that header has another type or
+/// cannot be made.
 void readAzimuths(Parameters& p);
 /// PRESTACK, or OUTPUT, OUTVEL, VELMETH, VELSAMP and the name of the output table. Fatal: an empty list of outputs.
 void readOutputs(Parameters& p);

@@ -49,12 +49,12 @@ class OutputTraces {
       const Place* place = survey_.ofCdp(integer("CDP"));
       if (place == nullptr) continue;
       const double azimuth = host::local::readField(head, {azimuthByte, host::local::HeaderFormat::float32});
-      const int sector = p.iazimuth != 0 ? static_cast<int>(azimuth / static_cast<double>(p.zazim)) : 0;
+      const double sectors = p.iazimuth != 0 ? azimuth / static_cast<double>(p.zazim) : 0.0;
       const int type = integer("TRC_TYPE");
-      if (sector < 0 || sector >= p.nazim || (type != interceptCode && type != gradientCode && type != velocityCode))
-        continue;
+      if (!(sectors >= 0.0 && sectors < p.nazim)) continue;  // an azimuth that no sector has, or no number
+      if (type != interceptCode && type != gradientCode && type != velocityCode) continue;
       file_.samples(bytes.data(), trace.data());
-      take(type, *place, sector, trace);
+      take(type, *place, static_cast<int>(sectors), trace);
     }
   }
 
@@ -116,7 +116,9 @@ nlohmann::json symmetric(const std::vector<float>& values, int positions, int ti
 std::vector<int> shownInlines(const korvane::Parameters& p) {
   const int count = p.nazim > 1 ? 1 : std::min(mostInlines, p.itlines);
   std::vector<int> lines;
-  for (int k = 0; k < count; ++k) lines.push_back(p.minilin + (2 * k + 1) * p.itlines / (2 * count));
+  for (int k = 0; k < count; ++k) {
+    lines.push_back(p.minilin + static_cast<int>((2 * k + 1) * std::int64_t{p.itlines} / (2 * count)));
+  }
   return lines;
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdint>
 
 #include "host/vector.h"
 #include "solution/solution.h"
@@ -10,7 +11,7 @@ void a_naacms(double* sum, float* a, const float* w, float* tmp, const int& fsa,
   const int first = fsa, last = lsa, n = ns, window = twin;
   const float scale = fac;
   // The second sum reaches about d / 2 samples beyond the range added to, so d samples more of the first suffice.
-  const int d = (window - 1) / 3;
+  const int d = static_cast<int>((std::int64_t{window} - 1) / 3);
   const int begin = std::clamp(first - d, 1, n + 1) - 1;
   const int count = std::min(last + d, n) - begin;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 #include "host/wide.h"
@@ -82,7 +83,7 @@ void smoothed_products(const float* ar, const float* ai, const float* br, const 
   multiply(ar, ai, br, bi, ns, first);
   if (ntwin / 2 > ns) std::fill_n(second.products, 5 * ns, 0.0f);
   sum(first, second, ns, ntwin);
-  const int next = (ntwin - 1) / 3 + 1;
+  const int next = static_cast<int>((std::int64_t{ntwin} - 1) / 3 + 1);
   const bool again = next / 2 <= ns;  // a window beyond the trace keeps the first sums
   if (again) sum(second, first, ns, next);
   const Traces result = again ? first : second;

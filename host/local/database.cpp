@@ -11,6 +11,7 @@
 #include <optional>
 #include <sstream>
 #include <system_error>
+#include <utility>
 
 #include "host/local/table_type.h"
 
@@ -22,7 +23,8 @@ static_assert(std::endian::native == std::endian::little, "the blobs hold little
 
 constexpr int applicationId = 0x4b4f5256;
 constexpr int schemaVersion = 2;
-constexpr int busyTimeout = 10000;  // ms
+constexpr int busyTimeout = 10000;    // ms
+constexpr float greatestX = 0x1p31f;  // what the numbers of trace headers round to
 
 constexpr const char* schema = R"(
   CREATE TABLE korvane_table (
@@ -207,12 +209,14 @@ class Database::Impl {
     statement.exec();
   }
 
+  [[noreturn]] void refuse(const std::string& table, const std::string& what) const {
+    throw RunError(file_ + ": table " + table + what + "; the file is damaged, import this table again");
+  }
   [[noreturn]] void refuse(const std::string& table, float x, const std::string& what) const {
     std::ostringstream text;
     text.precision(9);
-    text << file_ << ": table " << table << ", function at " << x << ": " << what
-         << "; the file is damaged, import this table again";
-    throw RunError(text.str());
+    text << ", function at " << x << ": " << what;
+    refuse(table, text.str());
   }
 
  private:
@@ -284,7 +288,7 @@ std::vector<Database::Entry> Database::list() const {
 }
 
 std::unique_ptr<Table> Database::load(const std::string& type, const std::string& name) const {
-  tableType(type);
+  const TableType& kind = tableType(type);
   const std::string label = quoted(type, name);
   return impl_->doing("read table " + label, [&]() -> std::unique_ptr<Table> {
     SQLite::Statement head(impl_->sql(),
@@ -292,7 +296,11 @@ std::unique_ptr<Table> Database::load(const std::string& type, const std::string
     head.bind(1, type);
     head.bind(2, name);
     if (!head.executeStep()) return nullptr;
-    const int zCount = head.getColumn(1).getInt();
+    const std::int64_t given = head.getColumn(1).getInt64();
+    // 0: a table that never held a point
+    if (!std::in_range<int>(given) || given < 0 || (kind.zCount != 0 && given != 0 && given != kind.zCount))
+      impl_->refuse(label, ": " + std::to_string(given) + " values a point are not what its type has");
+    const int zCount = static_cast<int>(given);
     auto table = std::make_unique<Table>(name, zCount, head.getColumn(2).getString(), head.getColumn(3).getString(),
                                          head.getColumn(4).getString());
 
@@ -304,7 +312,8 @@ std::unique_ptr<Table> Database::load(const std::string& type, const std::string
       const auto x = static_cast<float>(rows.getColumn(0).getDouble());
       const auto times = finiteValues(rows.getColumn(3));
       const auto values = finiteValues(rows.getColumn(4));
-      if (!std::isfinite(x)) impl_->refuse(label, x, "its X is not a finite number");
+      if (!(std::abs(x) <= greatestX) || (type == "AHZ" && x < 1.0f))
+        impl_->refuse(label, x, "its X is no number of a CDP or horizon");
       if (!times) impl_->refuse(label, x, "its times are not a list of finite numbers");
       if (!values) impl_->refuse(label, x, "its values are not a list of finite numbers");
       if (std::adjacent_find(times->begin(), times->end(), std::greater_equal<>()) != times->end())
@@ -412,7 +421,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
     while (rows.executeStep()) {
       const auto revision = finiteValues(rows.getColumn(9));
       const auto atLimit = finiteValues(rows.getColumn(10));
-      if (!revision || !atLimit) continue;
+      const int inlineStep = rows.getColumn(7).getInt(), crosslineStep = rows.getColumn(8).getInt();
+      if (!revision || !atLimit || inlineStep < 1 || crosslineStep < 1) continue;
       passes.push_back({.pass = rows.getColumn(0).getInt(),
                         .seconds = rows.getColumn(1).getDouble(),
                         .traces = rows.getColumn(2).getInt64(),
@@ -420,8 +430,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
                         .mean = rows.getColumn(4).getDouble(),
                         .rms = rows.getColumn(5).getDouble(),
                         .limited = rows.getColumn(6).getDouble(),
-                        .inlineStep = rows.getColumn(7).getInt(),
-                        .crosslineStep = rows.getColumn(8).getInt(),
+                        .inlineStep = inlineStep,
+                        .crosslineStep = crosslineStep,
                         .revision = *revision,
                         .atLimit = *atLimit});
     }

@@ -66,7 +66,7 @@ class Database {
   };
   /// The runs, in the order of their start.
   std::vector<Run> runs() const;
-  /// The passes of a run, ascending.
+  /// The passes of a run, ascending; damaged records are passed over.
   std::vector<PassRecord> passes(std::int64_t run) const;
   void addPass(std::int64_t run, const PassRecord& pass);
 

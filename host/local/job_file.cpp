@@ -19,6 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t longestLine = 10'000;
+
 /// As it would stand in a job file.
 std::string shown(const toml::node& node) {
   if (const toml::table* table = node.as_table(); table != nullptr && !table->is_inline()) return "{ ... }";
@@ -66,7 +68,9 @@ Settings readSettings(const JobSettings& settings, Problems& problems) {
     const std::size_t equals = setting.find('=');
     std::string key = setting.substr(0, equals);
     if (key.starts_with("parameters.")) key.erase(0, std::string("parameters.").size());
-    if (equals == std::string::npos) {
+    if (setting.size() > longestLine) {
+      problems.add("--set " + key.substr(0, 40) + ": expected at most " + std::to_string(longestLine) + " characters");
+    } else if (equals == std::string::npos) {
       problems.add("--set " + setting + ": expected KEY=VALUE, such as NUMITER=6 or data.output=other.sgy");
     } else if (std::find(known.begin(), known.end(), key) == known.end()) {
       const auto whole =
@@ -281,7 +285,19 @@ std::map<std::string, ParameterSet::Given> parameterValues(const Section& sectio
   return given;
 }
 
+/// Every part of a dotted key nests a table in another, and tables within tables are left one call each.
+void checkLines(const std::string& name, const std::string& text) {
+  std::istringstream lines(text);
+  std::size_t number = 1;
+  for (std::string line; std::getline(lines, line); ++number) {
+    if (line.size() <= longestLine) continue;
+    throw RunError(name + ":" + std::to_string(number) + ": the line has " + std::to_string(line.size()) +
+                   " characters, expected at most " + std::to_string(longestLine));
+  }
+}
+
 toml::table parse(const std::string& name, const std::string& text) {
+  checkLines(name, text);
   try {
     return toml::parse(text, name);
   } catch (const toml::parse_error& error) {

@@ -213,7 +213,7 @@ class RunTables : public TableStore {
     std::vector<std::pair<float, Position>> known;
     for (const auto& [x, function] : table.functions()) {
       if (function.position) continue;
-      if (const auto position = data_.find(static_cast<int>(x))) known.emplace_back(x, *position);
+      if (const auto position = data_.find(wholeNumber(x))) known.emplace_back(x, *position);
     }
     for (const auto& [x, position] : known) table.place(x, position);
   }

@@ -16,6 +16,7 @@ namespace {
 
 constexpr double lowest = std::numeric_limits<int>::min();
 constexpr double highest = std::numeric_limits<int>::max();
+constexpr double mostValues = 250e6;  // of an output function: single precision, in 10^9 bytes as a database has them
 
 ParameterSet::Value parse(const ParameterKey& key, const std::string& text) {
   if (key.type == ParameterType::text) return text;
@@ -206,9 +207,16 @@ bool ParameterSet::emitsTraces() const {
 }
 
 void ParameterSet::checkAgainst(float traceLength) const {
-  if (!isRead(ReadWhen::outputTable) || real("VELSAMP") <= traceLength) return;
-  throw RunError(where("VELSAMP") + ": expected at most the length of a trace, " +
-                 shown(static_cast<double>(traceLength)) + " ms");
+  if (!isRead(ReadWhen::outputTable)) return;
+  const double interval = static_cast<double>(real("VELSAMP")), length = static_cast<double>(traceLength);
+  if (interval > length) {
+    throw RunError(where("VELSAMP") + ": expected at most the length of a trace, " + shown(length) + " ms");
+  }
+  const double least = length * (isRead(ReadWhen::sectors) ? integer("NAZIM") : 1) / mostValues;
+  if (interval < least) {
+    throw RunError(where("VELSAMP") + ": expected at least " + shown(least) +
+                   ", as an output function (samples times " + "sectors) has at most " + shown(mostValues) + " values");
+  }
 }
 
 std::string ParameterSet::where(const std::string& key) const {

@@ -69,7 +69,7 @@ class ParameterSet : public ParameterSource {
   bool isRead(ReadWhen when) const;
   /// The run emits traces: prestack output, or an output code that stands for a trace.
   bool emitsTraces() const;
-  /// Checks against the data: the output interval. @param traceLength  ms
+  /// Checks against the data: the output interval, neither too long nor too short. @param traceLength  ms
   void checkAgainst(float traceLength) const;
 
   /// "file:line: [parameters] KEY = value" for messages; without a line when the value is a default.

@@ -24,10 +24,16 @@ bool hasName(int descriptor, const std::filesystem::path& name) {
          opened.st_ino == named.st_ino;
 }
 
+/// What a symbolic link names, so that the link stays.
+std::filesystem::path behindLinks(const std::filesystem::path& file) {
+  std::error_code error;
+  return std::filesystem::is_symlink(file, error) ? std::filesystem::weakly_canonical(file, error) : file;
+}
+
 }  // namespace
 
-PartFile::PartFile(std::filesystem::path target, std::string what)
-    : target_(std::move(target)), part_(target_.string() + ".part"), what_(std::move(what)) {
+PartFile::PartFile(const std::filesystem::path& target, std::string what)
+    : target_(behindLinks(target)), part_(target_.string() + ".part"), what_(std::move(what)) {
   refuseFolder();
   open();
 }

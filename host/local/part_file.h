@@ -13,7 +13,7 @@ namespace host::local {
 class PartFile {
  public:
   /// @param what  the file for the user, such as "the output file"
-  PartFile(std::filesystem::path target, std::string what);
+  PartFile(const std::filesystem::path& target, std::string what);
   ~PartFile();
   PartFile(const PartFile&) = delete;
   PartFile& operator=(const PartFile&) = delete;

@@ -66,7 +66,7 @@ std::array<unsigned char, 240> turnedBytes(const HeaderLayout& layout) {
 
 SegyFile::SegyFile(const SegyInput& input, MessageSink& messages) : input_(input), messages_(messages) {
   for (const auto& [name, field] : input_.layout.fields) {
-    if (field.byte < 1 || field.byte + bytesOf(field.format) - 1 > 240) {
+    if (field.byte < 1 || field.byte > 241 - bytesOf(field.format)) {
       refuse("header " + name + " at byte " + std::to_string(field.byte) + " (" + nameOf(field.format) +
              ") does not lie within bytes 1 to 240 of a trace header. Correct its byte in [headers].");
     }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -91,15 +92,13 @@ class Reader {
   void readHeadings() {
     const std::string expected = std::string("; the headings of a ") + type_ + " table are " + headings(type_);
     if (!lines_.next()) lines_.refuseFile("is empty" + expected);
-    std::vector<std::string> seen;
+    std::set<std::string> seen;
     std::size_t velocities = 0, sectors = 0;
     for (const string_view field : fieldsOf(lines_.line(), ',')) {
       const std::string heading = lowered(field);
       const auto column = columnNamed(type_, heading);
       if (!column) lines_.refuse("there is no column " + shown(heading) + expected);
-      if (std::find(seen.begin(), seen.end(), heading) != seen.end())
-        lines_.refuse("column " + shown(heading) + " stands twice" + expected);
-      seen.push_back(heading);
+      if (!seen.insert(heading).second) lines_.refuse("column " + shown(heading) + " stands twice" + expected);
       layout_.columns.push_back(*column);
       if (column->kind != Kind::velocity) continue;
       ++velocities;

@@ -10,6 +10,7 @@ struct TableType {
   const char* xName;
   const char* yName;
   const char* zName;
+  int zCount;  ///< values of a point; 0: as many as the table says
 };
 
 /// The type of that name.

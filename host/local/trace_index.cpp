@@ -84,7 +84,8 @@ std::optional<Position> TraceIndex::find(int cdp, const HeaderLayout& layout) co
   const auto at =
       std::lower_bound(cdps.begin(), cdps.end(), cdp, [](const auto& record, int n) { return record.cdp < n; });
   if (findings.positions == 0 || at == cdps.end() || at->cdp != cdp) return std::nullopt;
-  return positionOf(*at, layout.fields.at("CDP_X").format, layout.fields.at("CDP_Y").format);
+  const Position position = positionOf(*at, layout.fields.at("CDP_X").format, layout.fields.at("CDP_Y").format);
+  return fitsHeaders(position) ? std::optional(position) : std::nullopt;
 }
 
 TraceIndex indexTraces(const SegyFile& file, HeaderField key) {

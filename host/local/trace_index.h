@@ -51,7 +51,7 @@ struct TraceIndex {
   std::size_t behind(std::size_t run) const;
   /// Traces of the largest ensemble.
   int largestEnsemble() const;
-  /// Position of a CDP; none where the file holds no positions.
+  /// Position of a CDP; none where the file holds no positions, or not two finite numbers.
   std::optional<Position> find(int cdp, const HeaderLayout& layout) const;
 };
 

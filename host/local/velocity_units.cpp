@@ -42,7 +42,9 @@ std::vector<Parts> unitWords(const TextLines& lines) {
   std::vector<Parts> found;
   for (const string_view comment : lines.comments()) {
     std::string text = lowered(comment);
-    for (auto per = text.find(" per "); per != std::string::npos; per = text.find(" per ")) text.replace(per, 5, "/");
+    for (auto per = text.find(" per "); per != std::string::npos; per = text.find(" per ", per)) {
+      text.replace(per, 5, "/");
+    }
     bool afterNumber = false;
     for (const string_view word : wordsOf(text)) {
       if (!afterNumber) found.push_back(partsOf(word));

@@ -4,10 +4,14 @@
 #include <array>
 #include <cstdint>
 #include <iterator>
+#include <limits>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "korvane/constants.h"
+#include "korvane/parameters.h"
 #include "korvane/storage.h"
 #include "tests/korvane/line_job.h"
 
@@ -87,6 +91,43 @@ TEST(StartUp, StopsWithTheReason) {
   const auto job = lineJob(100);
   job->roomForStores = false;
   EXPECT_EQ(refusal([&] { StartedRun{*job}; }), "\nKORVANE: Error during memory malloc.\n\n");
+}
+
+TEST(StartUp, CountsSlotsAndOutputTracesByIntsAndRefusesMore) {
+  constexpr int least = std::numeric_limits<int>::min(), greatest = std::numeric_limits<int>::max();
+  const auto slots = [](int is3D, const std::map<std::string, Value>& ranges) {
+    korvane::Parameters p;
+    p.is3D = is3D;
+    const auto job = lineJob(100, ranges);
+    const host::local::JobScope scope(job->job());
+    const std::string text = refusal([&] {
+      korvane::readGrid(p);
+      korvane::readAzimuths(p);
+    });
+    return text == "not refused" ? std::to_string(p.slots()) : text.substr(0, 34);
+  };
+  const std::string refused = "KORVANE: The grid has no slots, or";
+  EXPECT_EQ(slots(0, {{"MINCDP", greatest}, {"MAXCDP", greatest}}), "1");
+  EXPECT_EQ(slots(0, {{"MINCDP", least}, {"MAXCDP", -2}}), "2147483647");
+  EXPECT_EQ(slots(0, {{"MINCDP", least}, {"MAXCDP", -1}}), refused);
+  EXPECT_EQ(slots(0, {{"MINCDP", 2}, {"MAXCDP", 1}}), refused);
+  EXPECT_EQ(slots(0, {{"MAXCDP", 200'000}, {"AZIMTH", 1}, {"NAZIM", 18'000}}), refused);
+  EXPECT_EQ(slots(0, {{"AZIMTH", 1}, {"NAZIM", 0}}), refused);
+  const auto square = [&](int from, int to) {
+    return slots(1, {{"MINILINE", from}, {"MAXILINE", to}, {"MINXLINE", from}, {"MAXXLINE", to}});
+  };
+  EXPECT_EQ(square(1, 46'340), "2147395600");
+  EXPECT_EQ(square(1, 46'341), refused);
+  EXPECT_EQ(square(least, greatest), refused);
+  EXPECT_EQ(square(greatest, least), refused);
+
+  const auto job = lineJob(100);
+  const host::local::JobScope scope(job->job());
+  korvane::Parameters p;
+  p.nazim = 18'000;
+  p.outlen = 1'000'000;
+  EXPECT_EQ(refusal([&] { korvane::endInitialisation(p); }).substr(0, 51),
+            "KORVANE: An output ensemble of 18000000000 traces c");
 }
 
 TEST(StartUp, AppendsOnlyToAnAzimuthalTableThatMatches) {

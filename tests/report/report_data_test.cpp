@@ -115,6 +115,14 @@ TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
   for (std::size_t i = 0; i < shares.size() / 2; ++i) limited += shares[i] / static_cast<double>(shares.size() / 2);
   EXPECT_NEAR(limited, 100.0 * convergence.at("passes").at(0).at("limited").get<double>(), 0.5);
   EXPECT_GT(limited, 0.0);
+  EXPECT_EQ(all.at("convergence").at("revision").at("shape"), json::array({2, 3, 6, 8}));
+
+  std::string output = contents("survey/attributes.sgy");
+  const std::size_t azimuth = 3600 + 232, trace = 240 + 4 * 500;
+  output.replace(azimuth, 4, "\x7f\xc0\x00\x00", 4);  // no number
+  output.replace(azimuth + trace, 4, "\x7f\x7f\xff\xff", 4);
+  save("survey/attributes.sgy", output);
+  EXPECT_EQ(data().at("attributes").at("lines").size(), 3u) << "traces of no sector are passed over";
 }
 
 TEST_F(ReportData, SaysWhatIsMissingAndWhy) {
@@ -154,7 +162,7 @@ TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
   EXPECT_EQ(contents("page.html"), text);
   const korvane_test::Outcome nowhere = call({"report", job(), "-o", path("no/where.html")});
   EXPECT_EQ(nowhere.status, 1);
-  expectParts(nowhere.err, {"where.html", "the report cannot be written", "No such file"});
+  expectParts(nowhere.err, {"where.html", "the file cannot be written", "No such file"});
 }
 
 }  // namespace

@@ -78,7 +78,9 @@ TEST(SmoothedProducts, HaveTheBitsOfWhatOneCdpAddsToANeighbourhoodSum) {
   std::uniform_real_distribution<float> value(-1.0f, 1.0f);
   std::uniform_int_distribution<int> exponent(-20, 20);
   for (const int n : {1, 2, 3, 4, 5, 8, 24, 63, 64, 65, 130}) {
-    for (const int window : {-9, -2, -1, 0, 1, 2, 3, 4, 7, 25, n, 2 * n, 2 * n + 1, 2 * n + 2, 6 * n, 9 * n}) {
+    constexpr int least = std::numeric_limits<int>::min(), greatest = std::numeric_limits<int>::max();
+    for (const int window :
+         {least, -9, -2, -1, 0, 1, 2, 3, 4, 7, 25, n, 2 * n, 2 * n + 1, 2 * n + 2, 6 * n, 9 * n, greatest}) {
       Trace ar(n), ai(n), br(n), bi(n), w(n, 1.0f), scratch1(n), scratch2(n);
       for (Trace* trace : {&ar, &ai, &br, &bi})
         for (float& x : *trace) x = random() % 8 == 0 ? 0.0f : std::ldexp(value(random), exponent(random));

@@ -125,6 +125,45 @@ TEST_F(DatabaseTest, WhatIsDamagedInAFunctionIsRefusedWithTableAndFunction) {
   }
 }
 
+TEST_F(DatabaseTest, NumbersThatATypeCannotHaveAreRefusedWhetherTheTableHasFunctionsOrNot) {
+  const auto refusalOf = [&](const std::string& type, const std::string& damage) {
+    std::filesystem::remove(file);
+    Table table("vin", 1, "X", "Y", "Z");
+    const float z = 1500.0f;
+    table.add(7.0f, 0.0f, &z);
+    Database(file, Access::create).save(table, type);
+    sql(damage);
+    return refusal([&] { Database(file, Access::read).load(type, "vin"); });
+  };
+  const auto values = [](const std::string& count) { return "UPDATE korvane_table SET z_count = " + count + "; "; };
+  const std::string empty = "DELETE FROM korvane_function";
+  for (const char* count : {"2", "-1", "4294967297"}) {
+    expectParts(refusalOf("VEL", values(count)), {file.string(), "table VEL \"vin\": ", count, "values a point"});
+    expectParts(refusalOf("VEL", values(count) + empty), {"values a point"});
+  }
+  expectParts(refusalOf("AHZ", values("10") + empty), {"10 values a point"});
+  for (const auto& [type, count] : {std::pair{"VEL", "0"}, {"VEL", "1"}, {"VAZ", "9"}, {"AHZ", "0"}, {"AHZ", "3"}}) {
+    EXPECT_EQ(refusalOf(type, values(count) + empty), "not refused") << type << count;
+  }
+  for (const char* x : {"1e39", "3e9", "-3e9"}) {
+    expectParts(refusalOf("VEL", std::string("UPDATE korvane_function SET x = ") + x), {"no number of a CDP"});
+  }
+  EXPECT_EQ(refusalOf("VEL", "UPDATE korvane_function SET x = 2147483647"), "not refused");
+  const std::string horizon = values("3") + "UPDATE korvane_function SET x = 0, \"values\" = zeroblob(12)";
+  expectParts(refusalOf("AHZ", horizon), {"function at 0: ", "no number of a CDP or horizon"});
+}
+
+TEST_F(DatabaseTest, ADamagedRecordOfAPassIsPassedOver) {
+  Database database(file, Access::create);
+  const std::int64_t run = database.beginRun("tool", "job");
+  for (int pass = 1; pass <= 4; ++pass) database.addPass(run, {.pass = pass, .revision = {1.0f}, .atLimit = {0.0f}});
+  sql("UPDATE korvane_pass SET inline_step = 0 WHERE pass = 1");
+  sql("UPDATE korvane_pass SET crossline_step = -1 WHERE pass = 2");
+  sql("UPDATE korvane_pass SET revision = x'00' WHERE pass = 3");
+  ASSERT_EQ(database.passes(run).size(), 1u);
+  EXPECT_EQ(database.passes(run)[0].pass, 4);
+}
+
 TEST_F(DatabaseTest, ARunIsRunningUntilItsEndIsRecorded) {
   Database database(file, Access::create);
   const auto recordWhere = [&](const std::string& condition) {

@@ -126,6 +126,25 @@ TEST_F(JobFileTest, EveryMistakeIsListedAndNoneThatFollowsFromAnother) {
   }
 }
 
+TEST_F(JobFileTest, ALineIsAsLongAsTablesWithinTablesMayBeDeep) {
+  const auto dotted = [](std::size_t parts) {
+    std::string key = "a";
+    for (std::size_t i = 1; i < parts; ++i) key += ".a";
+    return key;
+  };
+  for (const std::string& line : {dotted(4999) + "=1", "[" + dotted(4999) + "]"}) {
+    korvane_test::expectParts(refusal(completeJob + line), {"unknown key"});
+  }
+  for (const std::string& line : {dotted(200'000) + "=1", "[" + dotted(200'000) + "]"}) {
+    const std::string said = std::to_string(line.size()) + " characters, expected at most 10000";
+    korvane_test::expectParts(refusal("\n" + line + "\n" + completeJob), {file.string() + ":2: ", said});
+  }
+  korvane_test::writeFile(file, completeJob);
+  korvane_test::expectParts(
+      korvane_test::refusal([&] { readJobFile(file, warnings, {"NUMITER={" + dotted(20'000) + "=1}"}); }),
+      {"--set NUMITER: expected at most 10000 characters"});
+}
+
 TEST_F(JobFileTest, ASettingTakesThePlaceOfWhatTheJobSays) {
   const auto set = [&](const JobSettings& settings) {
     korvane_test::writeFile(file, completeJob);
@@ -183,6 +202,21 @@ TEST_F(JobFileTest, AModeNeedsItsOwnKeysAndNoOthers) {
   EXPECT_EQ(warnings.texts.size(), 1u);  // VELSAMP
   EXPECT_NO_THROW(read(changed(table, "").replace(completeJob.find("PRESTACK = 0"), 12, "PRESTACK = 1")));
   EXPECT_EQ(warnings.texts.size(), 2u);  // VELSAMP, OUTPUT
+}
+
+TEST_F(JobFileTest, AnOutputFunctionIsNeitherEmptyNorLongerThanADatabaseTakes) {
+  const float second = 1000.0f;
+  const auto refusalOf = [&](const char* interval, const std::string& mode = "AZIMTH = 0") {
+    std::string job = changed("VELSAMP = 20", std::string("VELSAMP = ") + interval);
+    job.replace(job.find("AZIMTH = 0"), 10, mode);
+    return korvane_test::refusal([&] { read(job).parameters.checkAgainst(second); });
+  };
+  EXPECT_EQ(refusalOf("1000"), "not refused");
+  korvane_test::expectParts(refusalOf("1001"), {"VELSAMP = 1001: expected at most the length of a trace, 1000 ms"});
+  EXPECT_EQ(refusalOf("0.001"), "not refused");
+  const std::string sectors = "AZIMTH = 1\nNAZIM = 18000\nVAZNAMO = \"az\"";
+  korvane_test::expectParts(refusalOf("0.07", sectors), {"VELSAMP = 0.07: expected at least 0.072"});
+  EXPECT_EQ(refusalOf("0.073", sectors), "not refused");
 }
 
 TEST_F(JobFileTest, WhatTheJobWillNotReadOrReachGivesAWarning) {

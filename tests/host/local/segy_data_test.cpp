@@ -77,6 +77,19 @@ TEST_F(SegyTest, CoordinateScalarsDivideMultiplyOrDoNothingAndLeaveOutWhatIsBeyo
   expectParts(warnings.texts[0], {"in.sgy: 1 trace (trace 2)", "taken as 0"});
 }
 
+TEST_F(SegyTest, APositionIsTwoNumbersThatTheWordsCanHold) {
+  for (const char* name : {"CDP_X", "CDP_Y"}) input.layout.fields[name].format = HeaderFormat::float32;
+  const HeaderField x = input.layout.fields["CDP_X"], y = input.layout.fields["CDP_Y"];
+  SegyImage image;
+  image.add(1, 1.0, {{x, std::numeric_limits<double>::quiet_NaN()}, {y, 5}});
+  image.add(2, 1.0, {{x, 5}, {y, -std::numeric_limits<double>::infinity()}});
+  image.add(3, 1.0, {{x, 1e38}, {y, 5}, {scalarField, 10}});
+  image.add(4, 1.0, {{x, 5}, {y, 6}});
+  const SegyData data = open(image);
+  for (const int cdp : {1, 2, 3}) EXPECT_EQ(data.find(cdp), std::nullopt) << cdp;
+  EXPECT_EQ(data.find(4), (Position{5, 6}));
+}
+
 TEST_F(SegyTest, UnsetTraceCodesAreLiveAndTracesWithNonFiniteSamplesDead) {
   SegyImage image;
   for (const int code : {1, 0, 4, 1, 0}) image.add(1, 1.0, {{codeField, code}});
