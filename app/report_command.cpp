@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -38,8 +37,7 @@ void report(const ReportArguments& a) {
   const std::string page = report::reportPage(report::reportData(survey, a.cdps, KORVANE_VERSION, warnings.lines));
   std::vector<std::filesystem::path> spared{file.file, file.input.file, file.database};
   if (file.output) spared.push_back(*file.output);
-  writeWhole(
-      a.page, [&](std::ostream& out) { out << page; }, spared);
+  writeWhole(a.page, "the report", page, spared);
   std::printf("%s: %.1f MB; open it in a browser\n", a.page.c_str(), static_cast<double>(page.size()) / 1e6);
 }
 

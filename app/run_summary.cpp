@@ -54,8 +54,9 @@ void printSummary(const JobArguments& arguments, const host::local::JobFile& job
 }
 
 std::string whereStopped(const RunSummary& summary) {
+  if (summary.passes.empty())
+    return "Stopped before pass " + std::to_string(summary.firstPass) + " of " + std::to_string(summary.passesAsked);
   const auto passes = static_cast<int>(summary.passes.size());
-  if (passes == 0) return "Stopped before the first pass";
   return "Stopped in pass " + std::to_string(summary.firstPass + passes - 1) + " of " +
          std::to_string(summary.passesAsked) + " after " + std::to_string(summary.inputTraces) + " traces";
 }

@@ -38,7 +38,7 @@ void scanFile(const ScanArguments& arguments) {
     std::cout << "\nA job to start from:\n\n" << host::local::suggestJob(scan);
     return;
   }
-  writeWhole(arguments.job, [&](std::ostream& out) { out << host::local::suggestJob(scan); });
+  writeWhole(arguments.job, "the job", host::local::suggestJob(scan));
   std::cout << "\nA job to start from is in " << arguments.job.string() << '\n';
 }
 

@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -140,7 +141,9 @@ void exportTable(const TableArguments& a) {
     host::local::writeTableCsv(*table, a.type, std::cout);
     return;
   }
-  writeWhole(a.file, [&](std::ostream& out) { host::local::writeTableCsv(*table, a.type, out); }, {a.database});
+  std::ostringstream csv;
+  host::local::writeTableCsv(*table, a.type, csv);
+  writeWhole(a.file, "the table", csv.str(), {a.database});
 }
 
 void listTables(const TableArguments& a) {

@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
-#include <string>
 #include <system_error>
 
 #include "host/local/job.h"
@@ -12,28 +10,30 @@
 
 namespace app {
 
-namespace fs = std::filesystem;
+namespace {
 
-void writeWhole(const fs::path& file, const std::function<void(std::ostream&)>& write,
+namespace fs = std::filesystem;
+using host::local::RunError;
+
+void writeDirectly(const fs::path& file, const std::string& what, const std::string& content) {
+  std::ofstream out(file, std::ios::binary);
+  if (out << content && out.flush()) return;
+  throw RunError(file.string() + ": " + what + " cannot be written: " + std::strerror(errno) + ".");
+}
+
+}  // namespace
+
+void writeWhole(const fs::path& file, const std::string& what, const std::string& content,
                 const std::vector<fs::path>& spared) {
   std::error_code error;
   for (const fs::path& other : spared) {
     if (fs::equivalent(file, other, error))
-      throw host::local::RunError(file.string() + ": is in use here and is not replaced; name another file");
+      throw RunError(file.string() + ": is in use here and is not replaced; name another file");
   }
   const fs::file_status there = fs::status(file, error);
-  if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_directory(there)) {
-    std::ofstream out(file, std::ios::binary);
-    errno = EIO;
-    write(out);
-    out.close();
-    if (!out) throw host::local::RunError(file.string() + ": the file cannot be written: " + std::strerror(errno));
-    return;
-  }
-  host::local::PartFile out(file, "the file");
-  std::ostringstream text;
-  write(text);
-  out.write(text.view().data(), text.view().size());
+  if (fs::is_character_file(there) || fs::is_fifo(there)) return writeDirectly(file, what, content);
+  host::local::PartFile out(fs::is_symlink(file, error) ? fs::weakly_canonical(file, error) : file, what);
+  out.write(content.data(), content.size());
   out.commit();
 }
 

@@ -55,7 +55,7 @@ const std::vector<std::string>& knownKeys(const std::string& table) {
   return std::find_if(tables.begin(), tables.end(), [&](const auto& known) { return known.first == table; })->second;
 }
 
-/// The settings of the command line: values as they were written, by "table.key".
+/// The settings of the command line: values as they were written, by "table.key"; the last one of a key counts.
 using Settings = std::map<std::string, std::string>;
 
 Settings readSettings(const JobSettings& settings, Problems& problems) {
@@ -372,8 +372,8 @@ JobFile readJobFile(const fs::path& file, const JobSettings& jobSettings, Messag
   result.file = file;
   result.text = contentOf(file);
   toml::table job = parse(name, result.text);
-  for (const std::string& setting : jobSettings) result.text += "\n# --set " + setting;
   const Settings settings = readSettings(jobSettings, problems);
+  for (const auto& [key, value] : settings) result.text += "\n# --set " + key + "=" + value;
   apply(settings, job);
   checkTables(name, job, problems);
 

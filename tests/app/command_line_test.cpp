@@ -82,8 +82,9 @@ TEST_F(CommandLine, AnExportReplacesAFileOnlyAsAWholeAndNeverTheDatabase) {
   import("VEL", "one", velocityCsv);
   const std::string csv = save("out.csv", "an earlier one");
   fs::create_symlink(csv, path("link.csv"));
-  refused({"table", "export", db, "VEL", "one", path("none/out.csv")}, "none/out.csv: the file cannot be written: No such file");
-  refused({"table", "export", db, "VEL", "one", "/dev/full"}, "/dev/full: the file cannot be written: No space left");
+  refused({"table", "export", db, "VEL", "one", path("none/out.csv")},
+          "none/out.csv: the table cannot be written: No such file");
+  refused({"table", "export", db, "VEL", "one", "/dev/full"}, "/dev/full: the table cannot be written: No space left");
   refused({"table", "export", db, "VEL", "one", db}, db + ": is in use here and is not replaced");
   refused({"table", "export", db, "VEL", "two", csv}, "no VEL table");
   EXPECT_EQ(contents("out.csv"), "an earlier one");

@@ -162,7 +162,7 @@ TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
   EXPECT_EQ(contents("page.html"), text);
   const korvane_test::Outcome nowhere = call({"report", job(), "-o", path("no/where.html")});
   EXPECT_EQ(nowhere.status, 1);
-  expectParts(nowhere.err, {"where.html", "the file cannot be written", "No such file"});
+  expectParts(nowhere.err, {"where.html", "the report cannot be written", "No such file"});
 }
 
 }  // namespace

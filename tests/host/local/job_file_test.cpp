@@ -165,7 +165,11 @@ TEST_F(JobFileTest, ASettingTakesThePlaceOfWhatTheJobSays) {
   EXPECT_EQ(job.scratch, "/x");
   EXPECT_EQ(job.input.layout.fields.at("NA_STAT"), (HeaderField{201, HeaderFormat::float32}));
   EXPECT_TRUE(job.threads == 4 && job.input.allowTruncated && job.feet);
-  EXPECT_NE(job.text.find("# --set NUMITER=6"), std::string::npos) << "the run record tells what was run";
+  EXPECT_EQ(set({"FOLD=3", "parameters.NUMITER=6", "data.output=a"}).text,
+            set({"data.output=a", "NUMITER=5", "NUMITER=6", "FOLD=3"}).text)
+      << "the report of a run is found whatever the order of its settings";
+  EXPECT_NE(set({"FOLD=3"}).text, set({}).text);
+  EXPECT_NE(job.text.find("# --set parameters.NUMITER=6"), std::string::npos) << "the run record tells what was run";
 
   for (const auto& [setting, said] : std::vector<std::pair<std::string, std::string>>{
            {"NUMITR=6", "--set NUMITR=6: unknown key; the nearest one known is NUMITER"},
