@@ -281,6 +281,13 @@ TEST_F(RunAndCheck, AStoppedRunLeavesEverythingAsItWas) {
     EXPECT_TRUE(files() == before);
     EXPECT_EQ(done({"table", "export", db, "VEL", "refined"}), table);
   }
+
+  Child run({"run", job, "--checkpoint", "--set", "NUMITER=10000"}, path("err"));
+  ASSERT_TRUE(run.prints("KORVANE: Start new iteration: 2\n"));
+  run.send(SIGTERM);
+  EXPECT_EQ(run.status(), 143);
+  expectParts(contents("err"), {"nothing was changed. Go on with pass ", job + " --set NUMITER=10000 --resume\n"});
+  EXPECT_TRUE(fs::exists(in("survey.db.job.toml.checkpoint")));
 }
 
 }  // namespace
