@@ -1,9 +1,12 @@
 #include "app/command_line.h"
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <string>
+#include <system_error>
 
 #include "host/local/stop_signals.h"
 
@@ -28,11 +31,11 @@ std::string usageError(const CLI::App* cli, const CLI::Error& error) {
 }
 
 const char* examples = R"(Every day:
-  korvane scan gathers.sgy --job line.toml           # what is in the file; a job to start from
-  korvane table import line.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
-  korvane check line.toml                            # whether job, data and tables fit
+  korvane scan gathers.sgy --job line.toml              # what is in the file; a job to start from
+  korvane table import gathers.db VEL initial vel.csv   # starting velocities: cdp,time,velocity
+  korvane check line.toml                               # whether job, data and tables fit
   korvane run line.toml
-  korvane report line.toml                           # a page to look at the result
+  korvane report line.toml                              # a page to look at the result
 
 'korvane COMMAND --help' tells the rest.)";
 
@@ -54,17 +57,27 @@ void addCommands(CLI::App& cli) {
 }
 
 int commandLine(int argc, char** argv) {
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is an error of writing
   CLI::App cli;
   addCommands(cli);
   cli.failure_message(usageError);
   try {
     cli.parse(argc, argv);
-    return 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return 0;
+    report("standard output: cannot be written as a whole; see that the disk has room");
+    return 1;
   } catch (const CLI::ParseError& error) {
     return cli.exit(error) == 0 ? 0 : 2;
   } catch (const host::local::Stopped& stop) {
     report(stop.what());
     return 128 + stop.signal;
+  } catch (const std::bad_alloc&) {
+    report("The system gives no more memory. Free some, or ask for less: fewer threads, a smaller grid.");
+    return 1;
+  } catch (const std::system_error& error) {
+    report("The system refuses what the program needs: " + std::string(error.what()) +
+           ". See the limits on memory and processes (ulimit -a), or take fewer threads.");
+    return 1;
   } catch (const std::exception& error) {
     report(error.what());
     return 1;

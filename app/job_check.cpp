@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -57,11 +58,12 @@ std::string megabytes(std::int64_t bytes) { return inMegabytes(static_cast<doubl
 
 std::string duration(double seconds) {
   char text[48];
+  if (seconds < 0.1) return "less than 0.1 s";
   if (seconds < 100.0) {
-    std::snprintf(text, sizeof text, "%.2g s", seconds);
+    std::snprintf(text, sizeof text, "about %.*f s", seconds < 10.0 ? 1 : 0, seconds);
   } else {
     const auto minutes = static_cast<long long>(seconds / 60.0 + 0.5);
-    std::snprintf(text, sizeof text, "%lld h %02lld min", minutes / 60, minutes % 60);
+    std::snprintf(text, sizeof text, "about %lld h %02lld min", minutes / 60, minutes % 60);
   }
   return text;
 }
@@ -71,7 +73,9 @@ fs::path folderOf(const fs::path& file) { return file.has_parent_path() ? file.p
 /// @param key  of the job, that names the folder or a file in it
 void expectWritableFolder(const fs::path& folder, const char* key) {
   const std::string advice = std::string("; make it writable, or name another one in ") + key;
-  if (!fs::is_directory(folder)) {
+  std::error_code error;
+  const fs::file_status there = fs::status(folder, error);
+  if (there.type() == fs::file_type::not_found || (!error && !fs::is_directory(there))) {
     throw RunError(folder.string() + ": there is no such folder; make it, or name another one in " + key);
   }
   if (::access(folder.c_str(), W_OK | X_OK) != 0) throw RunError(folder.string() + ": cannot be written" + advice);
@@ -288,8 +292,10 @@ class JobCheck {
     const fs::path folder = folderOf(*job_.output);
     const std::optional<std::int64_t> free = host::local::freeSpace(folder);
     if (!free) return;  // there is no such folder
+    std::error_code error;
     tell("Output", "%s: at most %lld traces, %s, of %s free%s", job_.output->c_str(), static_cast<long long>(traces),
-         megabytes(bytes).c_str(), megabytes(*free).c_str(), fs::exists(*job_.output) ? "; replaces the file" : "");
+         megabytes(bytes).c_str(), megabytes(*free).c_str(),
+         fs::exists(*job_.output, error) ? "; replaces the file" : "");
     if (bytes <= *free) return;
     throw RunError(folder.string() + ": the output needs up to " + megabytes(bytes) + ", but " + megabytes(*free) +
                    " are free; make room, or name a file on another disk in `output` of [data]");
@@ -297,7 +303,8 @@ class JobCheck {
 
   void checkOutputFolder() const {
     if (!job_.output) return;
-    if (fs::is_directory(*job_.output)) {
+    std::error_code error;
+    if (fs::is_directory(*job_.output, error)) {
       throw RunError(job_.output->string() + ": is a folder; name a file in `output` of [data]");
     }
     expectWritableFolder(folderOf(*job_.output), "`output` of [data]");
@@ -323,7 +330,7 @@ class JobCheck {
     const int busy = std::min(threads_, threadsFor(0));
     const double seconds =
         secondsPerTrace * (std::max(run.parameters.niterate, 1) * (traces + revision) / busy + readingShare * traces);
-    tell("Time", "about %s with %d thread%s, an estimate from %d ensembles analysed", duration(seconds).c_str(), busy,
+    tell("Time", "%s with %d thread%s, an estimate from %d ensembles analysed", duration(seconds).c_str(), busy,
          busy == 1 ? "" : "s", trial.ensembles);
   }
 
@@ -351,24 +358,24 @@ std::string withoutBlankLines(const std::string& text) {
 
 }  // namespace
 
-void checkJob(const fs::path& file, const host::local::JobSettings& settings) {
+void checkJob(const JobArguments& arguments) {
   Console console;
   Problems problems;
-  const JobFile job = host::local::readJobFile(file, settings, console, problems);
+  const JobFile job = host::local::readJobFile(arguments.file, arguments.settings, console, problems);
   if (problems.none()) {
     JobCheck(job, console, problems).make();
   } else {
     checkFiles(job, console, problems);
   }
   if (problems.none()) {
-    tell("Ready", "korvane run %s", file.c_str());
+    tell("Ready", "%s", arguments.command("run").c_str());
     return;
   }
   const std::size_t count = problems.texts().size();
   std::string all;
   for (const std::string& text : problems.texts()) all += withoutBlankLines(text) + "\n";
-  throw RunError(all + file.string() + ": " + std::to_string(count) + (count == 1 ? " problem" : " problems") +
-                 "; 'korvane run' would not start");
+  throw RunError(all + arguments.file.string() + ": " + std::to_string(count) +
+                 (count == 1 ? " problem that keeps" : " problems that keep") + " a run from giving results");
 }
 
 }  // namespace app

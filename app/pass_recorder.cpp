@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <nlohmann/json.hpp>
 #include <span>
 
 #include "korvane/grid_sample.h"
@@ -17,18 +18,21 @@ constexpr std::int64_t mostPositions = 60000;  // of a record, in all sectors
 /// Sums over the revised samples.
 struct Sums {
   double change = 0.0, squares = 0.0;  // of the velocity, fraction
-  std::int64_t samples = 0, limited = 0;
+  std::int64_t samples = 0;
+
+  double mean() const { return 100.0 * change / atLeastOne(); }  ///< percent
+  double rms() const { return 100.0 * std::sqrt(squares / atLeastOne()); }
+  double atLeastOne() const { return static_cast<double>(std::max<std::int64_t>(samples, 1)); }
 
   void operator+=(const Sums& other) {
     change += other.change;
     squares += other.squares;
     samples += other.samples;
-    limited += other.limited;
   }
 };
 
 /// @param ratio  revised velocity over the one before, 0 where nothing was revised
-Sums sumsOf(std::span<const float> ratio, float smallest, float largest) {
+Sums sumsOf(std::span<const float> ratio) {
   Sums sums;
   for (const float value : ratio) {
     if (value == 0.0f) continue;
@@ -36,48 +40,58 @@ Sums sumsOf(std::span<const float> ratio, float smallest, float largest) {
     sums.change += change;
     sums.squares += change * change;
     ++sums.samples;
-    sums.limited += value <= smallest || value >= largest;
   }
   return sums;
 }
 
-double percent(double squares, std::int64_t samples) {
-  return 100.0 * std::sqrt(squares / static_cast<double>(std::max<std::int64_t>(samples, 1)));
-}
-
 }  // namespace
 
-void PassRecorder::operator()(const korvane::RunState& run) {
+void PassRecorder::begins(const korvane::RunState& run) {
+  begin_ = std::chrono::steady_clock::now();
+  tracesBefore_ = run.numTraces;
+}
+
+void PassRecorder::revised(const korvane::RunState& run) {
   const korvane::Parameters& p = run.parameters;
-  const korvane::Constants& c = run.constants;
-  const float smallest = 1.0f - c.dvmin / 100.0f, largest = 1.0f + c.dvmax / 100.0f;
   const korvane::GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
   PassRecord record{.pass = run.numiter - 1,
                     .traces = run.numTraces - tracesBefore_,
                     .inlineStep = grid.inlineStep,
                     .crosslineStep = grid.crosslineStep,
-                    .revision = {}};
+                    .revision = {},
+                    .atLimit = {}};
   Sums all;
   for (int s = 0; s < p.nazim; ++s) {
     for (int i = 0; i < grid.inlines; ++i) {
       for (int k = 0; k < grid.crosslines; ++k) {
         const std::int64_t slot = korvane::rowStart(p, s, grid.slot(p, i, k), 1);
         const std::span ratio(run.stores.vastore + slot * p.nt, static_cast<std::size_t>(p.idiff));
-        const Sums sums = sumsOf(ratio, smallest, largest);
+        const Sums sums = sumsOf(ratio);
         all += sums;
         record.revised += sums.samples > 0;
         const float why = run.stores.istore[slot] == 1 ? PassRecord::fewNeighbours : PassRecord::noData;
-        record.revision.push_back(sums.samples > 0 ? static_cast<float>(percent(sums.squares, sums.samples)) : why);
+        record.revision.push_back(sums.samples > 0 ? static_cast<float>(sums.rms()) : why);
+        const double held =
+            sums.samples > 0 ? static_cast<double>(run.held[static_cast<std::size_t>(slot)]) / p.idiff : 0.0;
+        record.atLimit.push_back(static_cast<float>(held));
+        record.limited += held;
       }
     }
   }
-  const double samples = static_cast<double>(std::max<std::int64_t>(all.samples, 1));
-  record.mean = 100.0 * all.change / samples;
-  record.rms = percent(all.squares, all.samples);
-  record.limited = static_cast<double>(all.limited) / samples;
+  record.mean = all.mean();
+  record.rms = all.rms();
+  record.limited /= static_cast<double>(std::max<std::int64_t>(record.revised, 1));
   const auto now = std::chrono::steady_clock::now();
   record.seconds = std::chrono::duration<double>(now - begin_).count();
   job_.recordPass(record);
+  log_.write("pass", {{"pass", record.pass},
+                      {"of", p.niterate},
+                      {"traces", record.traces},
+                      {"seconds", record.seconds},
+                      {"traces_per_second", static_cast<double>(record.traces) / record.seconds},
+                      {"functions_revised", record.revised},
+                      {"rms_revision_percent", record.rms},
+                      {"samples_at_a_limit_percent", 100.0 * record.limited}});
   begin_ = now;
   tracesBefore_ = run.numTraces;
 }

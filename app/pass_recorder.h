@@ -3,20 +3,24 @@
 #include <chrono>
 #include <cstdint>
 
+#include "app/run_log.h"
 #include "host/local/local_job.h"
+#include "korvane/pass_observer.h"
 #include "korvane/run_state.h"
 
 namespace app {
 
-/// Adds to the record of a run what each pass did to the velocities; made when the run begins.
-class PassRecorder {
+/// Adds to the record of a run, and to its log, what each pass did to the velocities.
+class PassRecorder : public korvane::PassObserver {
  public:
-  explicit PassRecorder(host::local::LocalJob& job) : job_(job) {}
-  void operator()(const korvane::RunState& run);
+  PassRecorder(host::local::LocalJob& job, RunLog& log) : job_(job), log_(log) {}
+  void begins(const korvane::RunState& run) override;
+  void revised(const korvane::RunState& run) override;
 
  private:
   host::local::LocalJob& job_;
-  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+  RunLog& log_;
+  std::chrono::steady_clock::time_point begin_;
   std::int64_t tracesBefore_ = 0;
 };
 

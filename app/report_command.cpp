@@ -1,12 +1,13 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "app/command_line.h"
+#include "app/job_arguments.h"
+#include "app/whole_file.h"
 #include "host/local/job_file.h"
 #include "host/local/local_job.h"
 #include "report/page.h"
@@ -16,8 +17,8 @@ namespace app {
 
 namespace {
 
-struct ReportArguments {
-  std::filesystem::path job, page = "report.html";
+struct ReportArguments : JobArguments {
+  std::filesystem::path page = "report.html";
   std::vector<int> cdps;
 };
 
@@ -27,29 +28,16 @@ struct Warnings : host::local::MessageSink {
   void warn(const std::string& text) override { lines.push_back(text); }
 };
 
-/// Writes the file under a name of its own and gives it its own when it is whole.
-void write(const std::filesystem::path& file, const std::string& content) {
-  const std::filesystem::path part = file.string() + ".part";
-  std::ofstream out(part, std::ios::binary);
-  out << content;
-  out.close();
-  std::error_code error;
-  if (out) std::filesystem::rename(part, file, error);
-  if (out && !error) return;
-  std::filesystem::remove(part, error);
-  throw host::local::RunError(file.string() +
-                              ": the report cannot be written. See that its folder exists and has room, or name "
-                              "another file with -o.");
-}
-
 void report(const ReportArguments& a) {
   Warnings warnings;
-  const host::local::JobFile file = host::local::readJobFile(a.job, warnings);
-  host::local::LocalJob job(file, KORVANE_VERSION, warnings);
+  const host::local::JobFile file = host::local::readJobFile(a.file, warnings, a.settings);
+  host::local::LocalJob job(file, KORVANE_VERSION, warnings, host::local::Database::Access::read);
   const host::local::JobScope scope(job.job());
   const report::Survey survey(file, job);
   const std::string page = report::reportPage(report::reportData(survey, a.cdps, KORVANE_VERSION, warnings.lines));
-  write(a.page, page);
+  std::vector<std::filesystem::path> spared{file.file, file.input.file, file.database};
+  if (file.output) spared.push_back(*file.output);
+  writeWhole(a.page, "the report", page, spared);
   std::printf("%s: %.1f MB; open it in a browser\n", a.page.c_str(), static_cast<double>(page.size()) / 1e6);
 }
 
@@ -58,13 +46,14 @@ void report(const ReportArguments& a) {
 void addReport(CLI::App& cli) {
   CLI::App* command = cli.add_subcommand("report", "Make a page that shows whether the velocities got better");
   const auto a = std::make_shared<ReportArguments>();
-  command->add_option("JOB", a->job, "job file of a run that is over")->required();
+  addJob(command, *a);
   command->add_option("-o,--output", a->page, "HTML file to write")->capture_default_str();
   command->add_option("--cdp", a->cdps, "gathers to show beside those that the report chooses");
   command->footer(
       "Examples:\n"
       "  korvane report line.toml\n"
-      "  korvane report line.toml -o line.html --cdp 230 241\n\n"
+      "  korvane report line.toml -o line.html --cdp 230 241\n"
+      "  korvane report line.toml --set NUMITER=6 --set VELNAMO=six_passes    the run that was called like this\n\n"
       "The page holds all it needs: open it in any browser, send it, print it.");
   command->callback([a] { report(*a); });
 }

@@ -1,13 +1,14 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "app/command_line.h"
 #include "app/console.h"
 #include "app/scan_report.h"
+#include "app/whole_file.h"
 #include "host/local/sample_format.h"
 #include "host/local/segy_scan.h"
 #include "host/local/suggested_job.h"
@@ -23,6 +24,10 @@ struct ScanArguments {
 
 /// Describes the file; the job to start from goes to a file of its own, or to standard output after the description.
 void scanFile(const ScanArguments& arguments) {
+  std::error_code error;
+  if (std::filesystem::exists(arguments.job, error)) {
+    throw host::local::RunError(arguments.job.string() + ": is there already; name another file for the job");
+  }
   Console console;
   host::local::SegyInput input;
   input.file = arguments.file;
@@ -33,13 +38,7 @@ void scanFile(const ScanArguments& arguments) {
     std::cout << "\nA job to start from:\n\n" << host::local::suggestJob(scan);
     return;
   }
-  if (std::filesystem::exists(arguments.job)) {
-    throw host::local::RunError(arguments.job.string() + ": is there already; name another file for the job");
-  }
-  std::ofstream out(arguments.job);
-  out << host::local::suggestJob(scan);
-  out.close();
-  if (!out) throw host::local::RunError(arguments.job.string() + ": cannot write the job file");
+  writeWhole(arguments.job, "the job", host::local::suggestJob(scan));
   std::cout << "\nA job to start from is in " << arguments.job.string() << '\n';
 }
 

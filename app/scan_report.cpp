@@ -190,7 +190,7 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
              static_cast<long long>(found.traces)));
   }
   if (found.notFinite) {
-    remarks.push_back(text("%lld samples, between the %d. and the %d. of their trace, are no finite numbers: ",
+    remarks.push_back(text("%lld samples, between sample %d and sample %d of their traces, are no finite numbers: ",
                            static_cast<long long>(found.notFiniteSamples), found.firstNotFinite, found.lastNotFinite) +
                       found.notFinite.text() + ". A run takes such traces as dead.");
   }
@@ -277,9 +277,11 @@ Sentences obstaclesOf(const SegyScan& scan) {
                           scan.survey.zeroWord);
     obstacles.push_back(silenced);
   } else if (scan.liveTraces == 0) {
-    obstacles.push_back(
-        "No trace is live with finite samples. Replace the samples that are no numbers, by 0 for "
-        "instance.");
+    obstacles.push_back(scan.samples.notFinite
+                            ? "No trace is live with finite samples. Replace the samples that are no numbers, by 0 for "
+                              "instance."
+                            : "No trace is live by its trace code, and none that was looked at has a signal. Take "
+                              "another file, or set the codes in the file to 1.");
   }
   return obstacles;
 }

@@ -2,12 +2,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <map>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -16,6 +16,7 @@
 #include "app/table_diff.h"
 #include "app/table_show.h"
 #include "app/table_summary.h"
+#include "app/whole_file.h"
 #include "host/local/database.h"
 #include "host/local/table_text.h"
 #include "host/local/text_lines.h"
@@ -138,19 +139,18 @@ void exportTable(const TableArguments& a) {
   const std::unique_ptr<Table> table = loadTable(Database(a.database, Database::Access::read), a, a.name);
   if (a.file.empty()) {
     host::local::writeTableCsv(*table, a.type, std::cout);
-    if (!std::cout.flush()) throw RunError("standard output: cannot write the table");
     return;
   }
-  std::ofstream out(a.file);
-  host::local::writeTableCsv(*table, a.type, out);
-  out.close();
-  if (!out) throw RunError(a.file.string() + ": cannot write the file");
+  std::ostringstream csv;
+  host::local::writeTableCsv(*table, a.type, csv);
+  writeWhole(a.file, "the table", csv.str(), {a.database});
 }
 
 void listTables(const TableArguments& a) {
+  const std::vector<Database::Entry> entries = Database(a.database, Database::Access::read).list();
   std::printf("%-4s %-24s %9s %10s %6s %10s %10s  %s\n", "type", "name", "functions", "points", "values", "first",
               "last", "positions");
-  for (const Database::Entry& entry : Database(a.database, Database::Access::read).list()) {
+  for (const Database::Entry& entry : entries) {
     std::printf("%-4s %-24s %9d %10lld %6d %10g %10g  %s\n", entry.type.c_str(), entry.name.c_str(), entry.functions,
                 static_cast<long long>(entry.points), entry.zCount, static_cast<double>(entry.firstX),
                 static_cast<double>(entry.lastX), entry.positions ? "yes" : "no");

@@ -52,6 +52,9 @@ double Difference::mean() const { return sum / static_cast<double>(count); }
 double Difference::rms() const { return std::sqrt(squares / static_cast<double>(count)); }
 
 TableDifference differenceOf(const Table& table, const Table& reference, const DiffRange& range) {
+  for (const Table* each : {&table, &reference}) {
+    if (each->functions().empty()) throw RunError("table \"" + each->name() + "\" holds no functions");
+  }
   const int samples = samplesOf(range, range.to.value_or(std::min(lastTime(table), lastTime(reference))));
   const auto n = static_cast<std::size_t>(samples);
   std::vector<float> found(n), wanted(n);
@@ -64,10 +67,8 @@ TableDifference differenceOf(const Table& table, const Table& reference, const D
   for (std::size_t k = n; k-- > 0;) rangeOf(k).first = static_cast<float>(k) * range.step + range.from;
   for (const auto& [cdp, function] : reference.functions()) {
     if (!range.cdps.empty() && (cdp < range.cdps.front() || cdp > range.cdps.back())) continue;
-    if (!table.alongX(cdp, samples, range.from, range.step, found.data()) ||
-        !reference.alongX(cdp, samples, range.from, range.step, wanted.data())) {
-      throw RunError("table \"" + table.name() + "\" holds no functions");
-    }
+    table.alongX(cdp, samples, range.from, range.step, found.data());
+    reference.alongX(cdp, samples, range.from, range.step, wanted.data());
     Difference& ofCdp = result.cdps[cdp];
     for (std::size_t k = 0; k < n; ++k) {
       const double percent = 100.0 * (static_cast<double>(found[k]) / static_cast<double>(wanted[k]) - 1.0);

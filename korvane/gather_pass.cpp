@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "avo/avo.h"
+#include "korvane/boundary.h"
 #include "korvane/headers.h"
 #include "korvane/side_work.h"
 #include "korvane/tables.h"
@@ -340,11 +341,14 @@ enum class PassChange { none, newPass, outputPass };
 PassChange changePass(RunState& run, const std::int32_t* live, Analyses& analyses) {
   if (standardWord(live, run.constants.hdr.idiskiter) == run.numiter) return PassChange::none;
   analyses.finish();
+  if (run.numiter > 0) {
+    for (PassObserver* observer : run.observers) observer->gathered(run);
+  }
   ++run.numiter;
   if (run.numiter > 1) {
     updatePass(run);
-    if (run.afterRevision) run.afterRevision(run);
-    if (run.numiter == run.parameters.niterate + 1) return PassChange::outputPass;
+    for (PassObserver* observer : run.observers) observer->revised(run);
+    if (outputComes(run)) return PassChange::outputPass;
     announcePass(run);
     return PassChange::newPass;
   }
@@ -410,6 +414,7 @@ void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, f
 
 int gatherPass(RunState& run) {
   Analyses analyses(run);
+  if (run.numiter > 0) announcePass(run);  // of a run that goes on
   for (;;) {
     Work& w = analyses.inHand();
     const int traces = host::stGetEnsemble(w.traces.data(), w.iheads.data());

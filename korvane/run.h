@@ -1,6 +1,6 @@
 #pragma once
 
-#include <functional>
+#include <span>
 
 #include "korvane/run_state.h"
 
@@ -8,7 +8,7 @@ namespace korvane {
 
 /// One run from start-up to shutdown, under the current job of the framework. Progress goes to standard output; a fatal
 /// condition leaves through host::stErrFatal.
-/// @param afterRevision  is shown the state after the revision of every pass; numiter is then that of the pass to come
-void run(int argc, char** argv, const std::function<void(const RunState&)>& afterRevision = {});
+/// @param observers  are told of the boundaries between the passes, in this order
+void run(int argc, char** argv, std::span<PassObserver* const> observers = {});
 
 }  // namespace korvane

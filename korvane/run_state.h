@@ -2,13 +2,14 @@
 
 #include <array>
 #include <cstdint>
-#include <functional>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "host/framework.h"
+#include "korvane/pass_observer.h"
 
 /// The driver: start-up, the passes over the data, the output. Everything that a run knows is in its RunState.
 namespace korvane {
@@ -142,12 +143,13 @@ struct RunState {
   Constants constants;
   Tables tables;
   Stores stores;
-  Work work;                                           ///< of the ensemble in hand, outside the gather pass
-  std::vector<Work> flows;                             ///< of the ensembles that the gather pass has under way
-  std::shared_ptr<NeighbourhoodSums> neighbourhoods;   ///< arrays of the update pass
-  std::function<void(const RunState&)> afterRevision;  ///< is shown what every pass has made of the velocities
-  int numiter = 0;                                     ///< current pass over the data
-  std::int64_t numTraces = 0;                          ///< traces of the analysed ensembles, over all passes
+  Work work;                                          ///< of the ensemble in hand, outside the gather pass
+  std::vector<Work> flows;                            ///< of the ensembles that the gather pass has under way
+  std::shared_ptr<NeighbourhoodSums> neighbourhoods;  ///< arrays of the update pass
+  std::vector<std::int32_t> held;                     ///< per slot: samples that a limit held in the latest revision
+  std::span<PassObserver* const> observers;
+  int numiter = 0;             ///< current pass over the data
+  std::int64_t numTraces = 0;  ///< traces of the analysed ensembles, over all passes
 };
 
 /// Whole part of a value, cut off at what an int holds.

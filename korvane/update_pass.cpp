@@ -5,6 +5,7 @@
 #include <tbb/enumerable_thread_specific.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
@@ -42,6 +43,7 @@ struct Batch {
   std::vector<Pending> pending;
   std::vector<float> rows;              ///< lanes x 2 x idiff
   std::vector<float*> ratio, velocity;  ///< lanes, into rows: velocity error and then ratio; velocity
+  std::array<int, solution::VelocityRevision::lanes> held{};  ///< samples whose ratio a limit determined
 
   explicit Batch(const Parameters& p) {
     const auto ns = static_cast<std::size_t>(p.idiff);
@@ -86,8 +88,10 @@ solution::RevisionLimits revisionLimits(const Parameters& p, const Constants& c)
 /// The revisions of a pass, from several threads at a time.
 class Revisions {
  public:
-  Revisions(const Parameters& p, const Constants& c, const Stores& st)
-      : p_(p), st_(st), revision_(p.idiff, revisionLimits(p, c)) {}
+  Revisions(const Parameters& p, const Constants& c, const Stores& st, std::vector<std::int32_t>& held)
+      : p_(p), st_(st), held_(held), revision_(p.idiff, revisionLimits(p, c)) {
+    held_.assign(static_cast<std::size_t>(p.slots()), 0);
+  }
 
   /// Revises the velocity function of a position, now or later.
   // reads: parameters   writes: scratch
@@ -120,23 +124,26 @@ class Revisions {
     });
   }
 
-  // reads: parameters, batch   writes: stores.vstore, vastore, batch
+  // reads: parameters, batch   writes: stores.vstore, vastore, held; batch
   void revise(Batch& batch) {
     for (std::size_t l = 0; l < batch.pending.size(); ++l) {
       std::copy_n(st_.vstore + batch.pending[l].slot * p_.nt, p_.idiff, batch.velocity[l]);
     }
-    revision_.revise(batch.ratio.data(), batch.velocity.data(), static_cast<int>(batch.pending.size()));
+    revision_.revise(batch.ratio.data(), batch.velocity.data(), static_cast<int>(batch.pending.size()),
+                     batch.held.data());
     for (std::size_t l = 0; l < batch.pending.size(); ++l) {
       const int isample = batch.pending[l].isample, samples = p_.idiff - isample;
       const std::int64_t at = batch.pending[l].slot * p_.nt + isample;
       if (p_.skipVel == 0) std::copy_n(batch.velocity[l] + isample, samples, st_.vstore + at);
       std::copy_n(batch.ratio[l] + isample, samples, st_.vastore + at);
+      held_[static_cast<std::size_t>(batch.pending[l].slot)] = batch.held[l];
     }
     batch.pending.clear();
   }
 
   const Parameters& p_;
   const Stores& st_;
+  std::vector<std::int32_t>& held_;
   const solution::VelocityRevision revision_;
   tbb::enumerable_thread_specific<CorrelationWork> work_{[this] { return CorrelationWork(p_); }};
   tbb::enumerable_thread_specific<Batch*> inHand_{nullptr};  ///< of each thread
@@ -177,7 +184,7 @@ void updatePass(RunState& run) {
   const Parameters& p = run.parameters;
   const Stores& st = run.stores;
   std::printf("\n%s: Compute iteration: %d\n\n", toolName, run.numiter - 1);
-  Revisions revisions(p, run.constants, st);
+  Revisions revisions(p, run.constants, st, run.held);
   for (int s = 0; s < p.nazim; ++s) {
     Progress progress(p, s);
     const auto visit = [&](const NeighbourhoodTotals& totals) {

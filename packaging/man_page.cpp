@@ -83,5 +83,6 @@ int main(int argc, char** argv) {
       ".SH EXIT STATUS\n.TP\n0\ndone\n.TP\n1\nfailed; one message on standard error says what was found and what to "
       "do");
   print(".TP\n2\nthe words make no command");
+  print(".TP\n130, 143\na run was stopped by SIGINT or SIGTERM");
   print(".SH SEE ALSO\n.BR korvane\\-job (5)\n.PP\n/usr/share/doc/korvane");
 }

@@ -45,26 +45,29 @@ nlohmann::json convergence(const Survey& survey) {
   if (passes.empty()) return result;
 
   const korvane::GridSample& grid = survey.grid();
-  std::vector<float> revision, reason;
+  std::vector<float> revision, limited, reason;
   for (const PassRecord& pass : passes) {
     const int inlines = (p.itlines - 1) / pass.inlineStep + 1, crosslines = (p.xtlines - 1) / pass.crosslineStep + 1;
-    if (pass.revision.size() != static_cast<std::size_t>(p.nazim) * static_cast<std::size_t>(inlines * crosslines)) {
-      return result;
-    }
+    const auto positions = static_cast<std::size_t>(p.nazim) * static_cast<std::size_t>(inlines * crosslines);
+    if (pass.revision.size() != positions || pass.atLimit.size() != positions) return result;
     const bool last = &pass == &passes.back();
     for (int s = 0; s < p.nazim; ++s) {
       for (int i = 0; i < grid.inlines; ++i) {
         for (int k = 0; k < grid.crosslines; ++k) {
           const int line = i * grid.inlineStep / pass.inlineStep, place = k * grid.crosslineStep / pass.crosslineStep;
-          const float value = pass.revision[static_cast<std::size_t>((s * inlines + line) * crosslines + place)];
+          const auto at = static_cast<std::size_t>((s * inlines + line) * crosslines + place);
+          const float value = pass.revision[at];
           revision.push_back(value >= 0.0f ? value : noValue);
+          limited.push_back(value >= 0.0f ? 100.0f * pass.atLimit[at] : noValue);
           if (last) reason.push_back(static_cast<float>(reasonOf(survey, grid.slot(p, i, k), value)));
         }
       }
     }
   }
   const int count = static_cast<int>(passes.size());
-  result["revision"] = packed(revision, {count, p.nazim, grid.inlines, grid.crosslines}, Depth::bits16);
+  const std::vector<int> shape = {count, p.nazim, grid.inlines, grid.crosslines};
+  result["revision"] = packed(revision, shape, Depth::bits16);
+  result["limited"] = packed(limited, shape, 0.0f, 100.0f, Depth::bits8);
   result["reason"] = packed(reason, {p.nazim, grid.inlines, grid.crosslines}, 0.0f, 254.0f, Depth::bits8);
   result["reasons"] = reasons;
   return result;

@@ -62,10 +62,12 @@ struct Scaled {
   double change;  // of the squared interval velocity over a sample, per interval velocity
 };
 
-/// Where the functions stand on their way down, and the first limit that an input velocity broke.
+/// Where the functions stand on their way down, how many ratios were held at a limit, and the first limit that an input
+/// velocity broke.
 template <int lanes>
 struct Chain {
   double oldprev2[lanes] = {}, prevv2[lanes] = {}, previ2[lanes] = {};
+  float held[lanes] = {};
   int status[lanes] = {};
   double when[lanes] = {};
 };
@@ -104,6 +106,7 @@ template <int lanes, bool noting>
 [[gnu::always_inline]] inline void goDown(const Scaled& s, Block<lanes>& block, int sample, int i,
                                           Chain<lanes>& chain) noexcept {
   const double t = s.time(i), tp = s.time(i - 1), rate = s.rate, rt = s.rate * t;
+  const auto lowRatio = static_cast<float>(s.lowRatio), highRatio = static_cast<float>(s.highRatio);
   const bool atStart = i == s.first + 1;
   KORVANE_INDEPENDENT
   for (int l = 0; l < lanes; ++l) {
@@ -144,7 +147,10 @@ template <int lanes, bool noting>
     const float held = below ? lowest : ratio;
     const bool above = held2 > vsmax;
     const double newv2 = above ? vsmax : held2;
-    block.dv[sample][l] = above ? highest : held;
+    const float kept = above ? highest : held;
+    block.dv[sample][l] = kept;
+    const bool free = (ratio > lowRatio) & (ratio < highRatio) & (kept == ratio);
+    chain.held[l] += free ? 0.0f : 1.0f;
     chain.previ2[l] = (t * newv2 - tp * prevv2) * rate;
     chain.oldprev2[l] = oldv2;
     chain.prevv2[l] = newv2;
@@ -192,9 +198,8 @@ void finish(const Scaled& s, float* dv, float* vrms, int n) noexcept {
 }
 
 KORVANE_WIDE void reviseSideBySide(const Scaled& s, float* const* dv, const float* const* vrms, const double* cycles,
-                                   const double* damping) noexcept {
+                                   const double* damping, Chain<VelocityRevision::lanes>& chain) noexcept {
   const int first = s.first;
-  Chain<VelocityRevision::lanes> chain;
   revise<VelocityRevision::lanes, false>(
       s, dv, vrms,
       [=](int i, double& c, double& d) {
@@ -245,15 +250,18 @@ VelocityRevision::VelocityRevision(int ns, const RevisionLimits& limits) : ns_(n
   for (int i = s.first; i <= s.last; ++i) s.divisors(i, cycles_.emplace_back(), damping_.emplace_back());
 }
 
-void VelocityRevision::revise(float* const* dv, float* const* vrms, int count) const noexcept {
+void VelocityRevision::revise(float* const* dv, float* const* vrms, int count, int* held) const noexcept {
   const Scaled s(limits_);
   std::array<float*, lanes> ratios, velocities;
+  std::array<int, lanes> places;  // among the functions given
   std::size_t used = 0;
+  std::fill_n(held, count, 0);
   for (int l = 0; l < count; ++l) {
     if (hasNothingToRevise(limits_, vrms[l])) {
       host::vfill(1.0f, dv[l], 1, ns_);
       continue;
     }
+    places[used] = l;
     ratios[used] = dv[l];
     velocities[used++] = vrms[l];
   }
@@ -261,8 +269,12 @@ void VelocityRevision::revise(float* const* dv, float* const* vrms, int count) c
   // lanes without a function of their own go along with the first one
   std::fill(ratios.begin() + used, ratios.end(), ratios[0]);
   std::fill(velocities.begin() + used, velocities.end(), velocities[0]);
-  reviseSideBySide(s, ratios.data(), velocities.data(), cycles_.data(), damping_.data());
-  for (std::size_t l = 0; l < used; ++l) finish(s, ratios[l], velocities[l], ns_);
+  Chain<lanes> chain;
+  reviseSideBySide(s, ratios.data(), velocities.data(), cycles_.data(), damping_.data(), chain);
+  for (std::size_t l = 0; l < used; ++l) {
+    finish(s, ratios[l], velocities[l], ns_);
+    held[places[l]] = static_cast<int>(chain.held[l]);
+  }
 }
 
 }  // namespace solution

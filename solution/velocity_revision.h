@@ -27,7 +27,8 @@ class VelocityRevision {
   /// @param[in,out] dv     count rows of ns: indicators, replaced by velocity ratios
   /// @param[in,out] vrms   count rows of ns: RMS velocities, revised
   /// @param[in]     count  functions, 0 .. lanes
-  void revise(float* const* dv, float* const* vrms, int count) const noexcept;
+  /// @param[out]    held   count: samples of fsa + 1 .. lsa whose ratio a limit determined
+  void revise(float* const* dv, float* const* vrms, int count, int* held) const noexcept;
 
  private:
   int ns_;

@@ -10,8 +10,10 @@
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
+#include "host/local/lock_holders.h"
 #include "host/local/table_type.h"
 
 namespace host::local {
@@ -23,6 +25,7 @@ static_assert(std::endian::native == std::endian::little, "the blobs hold little
 constexpr int applicationId = 0x4b4f5256;
 constexpr int schemaVersion = 2;
 constexpr int busyTimeout = 10000;    // ms
+constexpr int endTimeout = 60'000;    // the same when hours of work are to be stored
 constexpr float greatestX = 0x1p31f;  // what the numbers of trace headers round to
 
 constexpr const char* schema = R"(
@@ -69,6 +72,7 @@ constexpr const char* passSchema = R"(
     inline_step INTEGER NOT NULL,
     crossline_step INTEGER NOT NULL,
     revision BLOB NOT NULL, -- sectors x inlines x crosslines, percent, float32
+    at_limit BLOB NOT NULL, -- the same shape, share of samples
     PRIMARY KEY (run_id, pass)
   );)";
 
@@ -85,11 +89,11 @@ int openFlags(Database::Access access) {
   }
 }
 
-const char* advice(int code) {
+std::string advice(int code, const std::string& file) {
   switch (code & 0xff) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
-      return "; another program is using the file, try again when it has ended";
+      return "; another program" + lockHolders(file) + " is using the file, try again when it has ended";
     case SQLITE_NOTADB:
       return "; give the name of a database file, or of a new one";
     case SQLITE_CORRUPT:
@@ -132,8 +136,10 @@ std::optional<Position> position(const SQLite::Column& x, const SQLite::Column& 
 class Database::Impl {
  public:
   Impl(const std::filesystem::path& file, Access access) : file_(file.string()) {
-    if (access != Access::create && !std::filesystem::exists(file))
+    std::error_code error;  // a folder that may not be searched is SQLite's to refuse
+    if (access != Access::create && !std::filesystem::exists(file, error) && !error)
       throw RunError(file_ + ": there is no such database file; import a table to make one, or correct the name");
+    if (access == Access::read) rollBack(file);
     doing("open the database", [&] {
       database_.emplace(std::filesystem::absolute(file).string(), openFlags(access), busyTimeout);
       database_->exec("PRAGMA foreign_keys = ON");
@@ -153,11 +159,58 @@ class Database::Impl {
     try {
       return operation();
     } catch (const SQLite::Exception& error) {
-      throw RunError(file_ + ": cannot " + what + ": " + error.what() + advice(error.getErrorCode()));
+      throw RunError(file_ + ": cannot " + what + ": " + error.what() + advice(error.getErrorCode(), file_));
     }
   }
 
   SQLite::Database& sql() { return *database_; }
+
+  /// Within a transaction: puts the table in the place of that type and name.
+  void replace(const Table& table, const std::string& type) {
+    SQLite::Statement old(*database_, "DELETE FROM korvane_table WHERE type = ? AND name = ?");
+    old.bind(1, type);
+    old.bind(2, table.name());
+    old.exec();
+
+    SQLite::Statement head(*database_,
+                           "INSERT INTO korvane_table (type, name, x_name, y_name, z_name, z_count) "
+                           "VALUES (?, ?, ?, ?, ?, ?)");
+    head.bind(1, type);
+    head.bind(2, table.name());
+    head.bind(3, table.xName());
+    head.bind(4, table.yName());
+    head.bind(5, table.zName());
+    head.bind(6, table.zCount());
+    head.exec();
+
+    SQLite::Statement row(*database_,
+                          "INSERT INTO korvane_function (table_id, x, map_x, map_y, times, \"values\") "
+                          "VALUES (?, ?, ?, ?, ?, ?)");
+    row.bind(1, static_cast<std::int64_t>(database_->getLastInsertRowid()));
+    for (const auto& [x, function] : table.functions()) {
+      row.bind(2, static_cast<double>(x));
+      if (function.position) {
+        row.bind(3, function.position->x);
+        row.bind(4, function.position->y);
+      } else {
+        row.bind(3);
+        row.bind(4);
+      }
+      bindBlob(row, 5, function.y);
+      bindBlob(row, 6, function.z);
+      row.exec();
+      row.reset();
+    }
+  }
+
+  void end(std::int64_t run, std::int64_t traces, const std::string& result) {
+    SQLite::Statement statement(
+        *database_, std::string("UPDATE korvane_run SET ended = ") + now + ", traces = ?, result = ? WHERE id = ?");
+    statement.bind(1, traces);
+    statement.bind(2, result);
+    statement.bind(3, run);
+    statement.exec();
+  }
 
   [[noreturn]] void refuse(const std::string& table, const std::string& what) const {
     throw RunError(file_ + ": table " + table + what + "; the file is damaged, import this table again");
@@ -170,6 +223,18 @@ class Database::Impl {
   }
 
  private:
+  /// A program that was killed may have left half a transaction. Only who may write can roll it back; for others it
+  /// stands in the way of reading.
+  void rollBack(const std::filesystem::path& file) const {
+    std::error_code error;
+    if (!std::filesystem::exists(file_ + "-journal", error)) return;
+    try {
+      SQLite::Database writable(std::filesystem::absolute(file).string(), SQLite::OPEN_READWRITE, busyTimeout);
+      writable.execAndGet("SELECT count(*) FROM sqlite_master");
+    } catch (const SQLite::Exception&) {  // what is wrong shows when the file is read
+    }
+  }
+
   int number(const char* query) { return database_->execAndGet(query).getInt(); }
 
   bool blank() {
@@ -291,40 +356,7 @@ void Database::save(const Table& table, const std::string& type) {
   tableType(type);
   impl_->doing("write table " + quoted(type, table.name()), [&] {
     SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
-    SQLite::Statement old(impl_->sql(), "DELETE FROM korvane_table WHERE type = ? AND name = ?");
-    old.bind(1, type);
-    old.bind(2, table.name());
-    old.exec();
-
-    SQLite::Statement head(impl_->sql(),
-                           "INSERT INTO korvane_table (type, name, x_name, y_name, z_name, z_count) "
-                           "VALUES (?, ?, ?, ?, ?, ?)");
-    head.bind(1, type);
-    head.bind(2, table.name());
-    head.bind(3, table.xName());
-    head.bind(4, table.yName());
-    head.bind(5, table.zName());
-    head.bind(6, table.zCount());
-    head.exec();
-
-    SQLite::Statement row(impl_->sql(),
-                          "INSERT INTO korvane_function (table_id, x, map_x, map_y, times, \"values\") "
-                          "VALUES (?, ?, ?, ?, ?, ?)");
-    row.bind(1, static_cast<std::int64_t>(impl_->sql().getLastInsertRowid()));
-    for (const auto& [x, function] : table.functions()) {
-      row.bind(2, static_cast<double>(x));
-      if (function.position) {
-        row.bind(3, function.position->x);
-        row.bind(4, function.position->y);
-      } else {
-        row.bind(3);
-        row.bind(4);
-      }
-      bindBlob(row, 5, function.y);
-      bindBlob(row, 6, function.z);
-      row.exec();
-      row.reset();
-    }
+    impl_->replace(table, type);
     transaction.commit();
   });
 }
@@ -352,12 +384,26 @@ std::int64_t Database::beginRun(const std::string& tool, const std::string& jobT
 }
 
 void Database::endRun(std::int64_t id, std::int64_t traces, const std::string& result) {
-  impl_->doing("record the end of the run", [&] {
-    SQLite::Statement statement(
-        impl_->sql(), std::string("UPDATE korvane_run SET ended = ") + now + ", traces = ?, result = ? WHERE id = ?");
-    statement.bind(1, traces);
-    statement.bind(2, result);
-    statement.bind(3, id);
+  impl_->doing("record the end of the run", [&] { impl_->end(id, traces, result); });
+}
+
+void Database::completeRun(std::int64_t id, std::int64_t traces, const Table* table, const std::string& type,
+                           const std::function<void()>& last) {
+  if (table != nullptr) tableType(type);
+  impl_->doing(table != nullptr ? "write table " + quoted(type, table->name()) : "record the end of the run", [&] {
+    impl_->sql().setBusyTimeout(endTimeout);
+    SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
+    if (table != nullptr) impl_->replace(*table, type);
+    impl_->end(id, traces, "completed");
+    last();
+    transaction.commit();
+  });
+}
+
+void Database::resumeRun(std::int64_t id) {
+  impl_->doing("take up the record of the run", [&] {
+    SQLite::Statement statement(impl_->sql(), "UPDATE korvane_run SET ended = NULL, result = 'running' WHERE id = ?");
+    statement.bind(1, id);
     statement.exec();
   });
 }
@@ -386,12 +432,13 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
     if (!impl_->sql().tableExists("korvane_pass")) return passes;
     SQLite::Statement rows(impl_->sql(),
                            "SELECT pass, seconds, traces, revised, mean, rms, limited, inline_step, crossline_step, "
-                           "revision FROM korvane_pass WHERE run_id = ? ORDER BY pass");
+                           "revision, at_limit FROM korvane_pass WHERE run_id = ? ORDER BY pass");
     rows.bind(1, run);
     while (rows.executeStep()) {
       const auto revision = finiteValues(rows.getColumn(9));
+      const auto atLimit = finiteValues(rows.getColumn(10));
       const int inlineStep = rows.getColumn(7).getInt(), crosslineStep = rows.getColumn(8).getInt();
-      if (!revision || inlineStep < 1 || crosslineStep < 1) continue;
+      if (!revision || !atLimit || inlineStep < 1 || crosslineStep < 1) continue;
       passes.push_back({.pass = rows.getColumn(0).getInt(),
                         .seconds = rows.getColumn(1).getDouble(),
                         .traces = rows.getColumn(2).getInt64(),
@@ -401,7 +448,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
                         .limited = rows.getColumn(6).getDouble(),
                         .inlineStep = inlineStep,
                         .crosslineStep = crosslineStep,
-                        .revision = *revision});
+                        .revision = *revision,
+                        .atLimit = *atLimit});
     }
     return passes;
   });
@@ -409,7 +457,8 @@ std::vector<PassRecord> Database::passes(std::int64_t run) const {
 
 void Database::addPass(std::int64_t run, const PassRecord& pass) {
   impl_->doing("record a pass", [&] {
-    SQLite::Statement statement(impl_->sql(), "INSERT INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    SQLite::Statement statement(impl_->sql(),
+                                "INSERT OR REPLACE INTO korvane_pass VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
     statement.bind(1, run);
     statement.bind(2, pass.pass);
     statement.bind(3, pass.seconds);
@@ -421,6 +470,7 @@ void Database::addPass(std::int64_t run, const PassRecord& pass) {
     statement.bind(9, pass.inlineStep);
     statement.bind(10, pass.crosslineStep);
     bindBlob(statement, 11, pass.revision);
+    bindBlob(statement, 12, pass.atLimit);
     statement.exec();
   });
 }

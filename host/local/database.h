@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -18,11 +19,12 @@ struct PassRecord {
   std::int64_t traces = 0;       ///< of the ensembles it fetched
   std::int64_t revised = 0;      ///< functions
   double mean = 0.0, rms = 0.0;  ///< of the revisions of all samples, percent of the velocity
-  double limited = 0.0;          ///< share of the samples whose revision stands at a limit
+  double limited = 0.0;          ///< share of the revised functions' samples that a limit held
   int inlineStep = 1;            ///< of the positions below
   int crosslineStep = 1;
   /// Sectors x inlines x crosslines: RMS of a function's revision in percent, or why there is none.
   std::vector<float> revision;
+  std::vector<float> atLimit;  ///< of the same shape: share of the function's samples that a limit held
   static constexpr float fewNeighbours = -1.0f, noData = -2.0f;
   bool operator==(const PassRecord&) const = default;
 };
@@ -71,6 +73,12 @@ class Database {
   /// Begins a run record with the start time, and returns its id; its result stands as "running" until it is ended.
   std::int64_t beginRun(const std::string& tool, const std::string& jobText);
   void endRun(std::int64_t id, std::int64_t traces, const std::string& result);
+  /// Ends a run as "completed" and stores the table that it wrote, if any, in one transaction. `last` is called when
+  /// nothing but the commit is left to do; when it throws, nothing was changed.
+  void completeRun(std::int64_t id, std::int64_t traces, const Table* table, const std::string& type,
+                   const std::function<void()>& last);
+  /// Takes up the record of a run that broke off: it stands as "running" again.
+  void resumeRun(std::int64_t id);
 
  private:
   class Impl;

@@ -1,7 +1,5 @@
 #include "host/local/index_cache.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <fstream>
 #include <functional>
@@ -10,6 +8,8 @@
 #include <string_view>
 #include <system_error>
 #include <type_traits>
+
+#include "host/local/part_file.h"
 
 namespace host::local {
 
@@ -99,17 +99,16 @@ std::optional<TraceIndex> load(const fs::path& cache, const std::string& identit
 void save(const fs::path& cache, const std::string& identity, const TraceIndex& index) {
   Head head{identity.size(), index.runs.size(), index.cdps.size(), index.findings, 0};
   head.checksum = checksumOf(head, identity, index);
-  const fs::path part = cache.string() + "." + std::to_string(getpid()) + ".part";
-  std::ofstream out(part, std::ios::binary);
-  for (const std::string_view bytes :
-       {asBytes(&head, 1), std::string_view(identity), asBytes(index.runs.data(), index.runs.size()),
-        asBytes(index.cdps.data(), index.cdps.size())}) {
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  try {
+    PartFile out(cache, "the index");
+    for (const std::string_view bytes :
+         {asBytes(&head, 1), std::string_view(identity), asBytes(index.runs.data(), index.runs.size()),
+          asBytes(index.cdps.data(), index.cdps.size())}) {
+      out.write(bytes.data(), bytes.size());
+    }
+    out.commit();
+  } catch (const RunError&) {  // then the index is made again next time
   }
-  out.close();
-  std::error_code error;
-  if (out) fs::rename(part, cache, error);
-  if (!out || error) fs::remove(part, error);
 }
 
 /// Whether the file changed so recently that another change might bear the same time. The clocks of file systems tick

@@ -3,15 +3,15 @@
 #include <toml++/toml.h>
 
 #include <algorithm>
-#include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <limits>
 #include <numeric>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "host/local/sample_format.h"
+#include "host/local/text_lines.h"
 
 namespace host::local {
 
@@ -44,7 +44,7 @@ const std::vector<std::pair<std::string, std::vector<std::string>>>& knownTables
         {"data", {"input", "output", "primary_key", "allow_truncated", "format"}},
         {"headers", HeaderLayout::knownNames()},
         {"database", {"file"}},
-        {"run", {"threads", "scratch"}},
+        {"run", {"threads", "scratch", "checkpoint"}},
         {"parameters", parameters}};
   }();
   return tables;
@@ -55,7 +55,7 @@ const std::vector<std::string>& knownKeys(const std::string& table) {
   return std::find_if(tables.begin(), tables.end(), [&](const auto& known) { return known.first == table; })->second;
 }
 
-/// The settings of the command line: values as they were written, by "table.key".
+/// The settings of the command line: values as they were written, by "table.key"; the last one of a key counts.
 using Settings = std::map<std::string, std::string>;
 
 Settings readSettings(const JobSettings& settings, Problems& problems) {
@@ -73,7 +73,10 @@ Settings readSettings(const JobSettings& settings, Problems& problems) {
     } else if (equals == std::string::npos) {
       problems.add("--set " + setting + ": expected KEY=VALUE, such as NUMITER=6 or data.output=other.sgy");
     } else if (std::find(known.begin(), known.end(), key) == known.end()) {
-      problems.add("--set " + setting + ": unknown key; the nearest one known is " + nearestName(key, known));
+      const auto whole =
+          std::find_if(known.begin(), known.end(), [&](const auto& k) { return k.ends_with("." + key); });
+      problems.add("--set " + setting + ": unknown key; the nearest one known is " +
+                   (whole != known.end() ? *whole : nearestName(key, known)));
     } else {
       read[key.find('.') == std::string::npos ? "parameters." + key : key] = setting.substr(equals + 1);
     }
@@ -160,12 +163,12 @@ class Section {
     return found;
   }
 
-  int integer(const std::string& key, int fallback, int least) const {
+  int integer(const std::string& key, int fallback, int least, int most) const {
     if (!has(key)) return fallback;
     const toml::node& node = *entries().get(key);
-    const std::string expected = "a whole number of at least " + std::to_string(least);
+    const std::string expected = "a whole number from " + std::to_string(least) + " to " + std::to_string(most);
     const auto value = valueOf<std::int64_t>(node, key, expected);
-    if (*value < least || *value > std::numeric_limits<int>::max()) fail(key, node, expected);
+    if (*value < least || *value > most) fail(key, node, expected);
     return static_cast<int>(*value);
   }
 
@@ -282,12 +285,6 @@ std::map<std::string, ParameterSet::Given> parameterValues(const Section& sectio
   return given;
 }
 
-std::string readText(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  if (!in || fs::is_directory(file)) throw RunError(file.string() + ": cannot read the job file");
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 /// Every part of a dotted key nests a table in another, and tables within tables are left one call each.
 void checkLines(const std::string& name, const std::string& text) {
   std::istringstream lines(text);
@@ -304,7 +301,8 @@ toml::table parse(const std::string& name, const std::string& text) {
   try {
     return toml::parse(text, name);
   } catch (const toml::parse_error& error) {
-    throw RunError(name + ":" + std::to_string(error.source().begin.line) + ": " + std::string(error.description()));
+    throw RunError(name + ":" + std::to_string(error.source().begin.line) +
+                   ": cannot be read as TOML: " + std::string(error.description()));
   }
 }
 
@@ -325,6 +323,11 @@ void checkOutput(const JobFile& job, const Section& data) {
     if (!job.parameters.emitsTraces()) return;
     throw RunError(job.file.string() +
                    ": [data] output is missing: this job emits traces, so expected the SEG-Y file to write");
+  }
+  std::error_code error;
+  if (fs::exists(*job.output, error) && !fs::is_regular_file(*job.output, error) &&
+      !fs::is_directory(*job.output, error)) {
+    data.fail("output", "a file, no device or pipe; for a run without traces OUTPUT = \"0\" in [parameters]");
   }
   for (const auto& [role, file] :
        {std::pair{"input", job.input.file}, std::pair{"database", job.database}, std::pair{"job file", job.file}}) {
@@ -367,10 +370,10 @@ JobFile readJobFile(const fs::path& file, const JobSettings& jobSettings, Messag
   const std::string name = file.string();
   JobFile result;
   result.file = file;
-  result.text = readText(file);
+  result.text = contentOf(file);
   toml::table job = parse(name, result.text);
-  for (const std::string& setting : jobSettings) result.text += "\n# --set " + setting;
   const Settings settings = readSettings(jobSettings, problems);
+  for (const auto& [key, value] : settings) result.text += "\n# --set " + key + "=" + value;
   apply(settings, job);
   checkTables(name, job, problems);
 
@@ -393,7 +396,8 @@ JobFile readJobFile(const fs::path& file, const JobSettings& jobSettings, Messag
   result.input.layout = headerLayout(headers, problems);
   if (problems.none()) take([&] { checkPrimaryKey(result.input, data, headers); });
   take([&] { result.database = folder / database.path("file"); });
-  take([&] { result.threads = run.integer("threads", 0, 0); });
+  take([&] { result.threads = run.integer("threads", 0, 0, 1024); });
+  take([&] { result.checkpoint = run.flag("checkpoint"); });
   take([&] { result.scratch = run.has("scratch") ? folder / run.path("scratch") : result.database.parent_path(); });
 
   Problems ofParameters;

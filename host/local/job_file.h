@@ -15,7 +15,7 @@ namespace host::local {
 /// directory; in the file they are relative to the file.
 struct JobFile {
   std::filesystem::path file;
-  std::string text;  ///< the file as it stands, and the settings in comments behind it
+  std::string text;  ///< the file as it stands, and the settings, by key, in comments behind it
   bool is3D = false;
   bool feet = false;
   SegyInput input;
@@ -23,6 +23,7 @@ struct JobFile {
   std::filesystem::path database;
   int threads = 0;  ///< 0: every core
   std::filesystem::path scratch;
+  bool checkpoint = false;  ///< the run keeps its state on disk between the passes
   ParameterSet parameters;
 };
 

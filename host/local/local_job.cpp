@@ -22,7 +22,7 @@ class PassTimes {
   /// An ensemble is asked for. The tool revises velocities with the ensemble that opens a pass in hand, so that the
   /// pass before it ends here.
   void ask(std::int64_t delivered) {
-    if (passes_.empty()) start_ = Clock::now();
+    if (passes_.empty() || start_ == Clock::time_point{}) start_ = Clock::now();
     if (opened_ && passes_.size() > 1) end(passes_[passes_.size() - 2]);
     opened_ = false;
     delivered_ = delivered;
@@ -39,6 +39,14 @@ class PassTimes {
     opened_ = opens;
   }
 
+  /// The passes before that one were made earlier.
+  void goOn(int pass) {
+    first_ = pass;
+    passes_.emplace_back();
+  }
+
+  int first() const { return first_; }  ///< number of the first pass here
+  int current() const { return first_ + static_cast<int>(passes_.size()) - 1; }
   const std::vector<RunSummary::Pass>& passes() const { return passes_; }
 
  private:
@@ -46,19 +54,35 @@ class PassTimes {
 
   void end(RunSummary::Pass& pass) {
     const Clock::time_point now = Clock::now();
-    pass.seconds = std::chrono::duration<double>(now - std::exchange(start_, now)).count();
+    pass.seconds += std::chrono::duration<double>(now - std::exchange(start_, now)).count();
   }
 
   std::vector<RunSummary::Pass> passes_;
+  int first_ = 1;
   bool opened_ = false;  ///< the ensemble in hand opens a pass
   std::int64_t delivered_ = 0;
   Clock::time_point start_;
 };
 
+/// Warnings on lines of their own, also where the progress bar stands.
+class MessagesBesideBar : public MessageSink {
+ public:
+  MessagesBesideBar(MessageSink& messages, ProgressBar& bar) : messages_(messages), bar_(bar) {}
+
+  void warn(const std::string& text) override {
+    bar_.clear();
+    messages_.warn(text);
+  }
+
+ private:
+  MessageSink& messages_;
+  ProgressBar& bar_;
+};
+
 /// The input's ensembles: with a progress bar, until the user stops the run.
 class WatchedInput : public EnsembleSource {
  public:
-  explicit WatchedInput(SegyData& data) : data_(data) {}
+  WatchedInput(SegyData& data, ProgressBar& bar) : data_(data), bar_(bar) {}
 
   void deliver(int passes) override {
     passes_ = passes;
@@ -73,10 +97,7 @@ class WatchedInput : public EnsembleSource {
     const std::int64_t delivered = data_.tracesDelivered();
     times_.deliver(count > 0 && (delivered - count) % data_.traces() == 0, delivered);
     if (count > 0 && delivered % data_.traces() > count) {
-      bar_.show({.pass = static_cast<int>(times_.passes().size()),
-                 .passes = passes_,
-                 .done = delivered,
-                 .total = data_.traces() * passes_});
+      bar_.show({.pass = times_.current(), .passes = passes_, .done = delivered, .total = data_.traces() * passes_});
     } else {
       bar_.clear();
     }
@@ -84,11 +105,17 @@ class WatchedInput : public EnsembleSource {
   }
 
   int passesAsked() const { return passes_; }
-  const std::vector<RunSummary::Pass>& passes() const { return times_.passes(); }
+
+  InputPlace place() const { return data_.place(); }
+  void goOnFrom(const InputPlace& place) {
+    data_.goOnFrom(place, passes_);
+    times_.goOn(place.pass);
+  }
+  const PassTimes& times() const { return times_; }
 
  private:
   SegyData& data_;
-  ProgressBar bar_;
+  ProgressBar& bar_;
   PassTimes times_;
   int passes_ = 0;
 };
@@ -134,8 +161,8 @@ class RunOutput : public TraceSink {
 /// The database's tables, with the positions of the CDPs that the data know.
 class RunTables : public TableStore {
  public:
-  RunTables(const JobFile& file, Database& database, const SegyData& data, RunOutput& output, MessageSink& messages)
-      : file_(file), database_(database), data_(data), output_(output), messages_(messages) {
+  RunTables(const JobFile& file, Database& database, const SegyData& data, MessageSink& messages)
+      : file_(file), database_(database), data_(data), messages_(messages) {
     const ParameterSet& parameters = file.parameters;
     for (const auto& [when, type, key] : {std::tuple{ReadWhen::ordinaryTable, "VEL", "VELNAMO"},
                                           std::tuple{ReadWhen::azimuthalTable, "VAZ", "VAZNAMO"}}) {
@@ -160,22 +187,24 @@ class RunTables : public TableStore {
 
   void save(Table& table, const std::string& type) override {
     place(table, type);
-    output_.secure();  // a full disk leaves the earlier table too
-    database_.save(table, type);
     savedType_ = type;
-    saved_ = table.name();
-    functions_ = table.functions().size();
-    if (!table.functions().empty()) return;
-    messages_.warn(file_.database.string() + ": the " + type + " table \"" + table.name() +
+    saved_.emplace(std::move(table));
+    if (!saved_->functions().empty()) return;
+    messages_.warn(file_.database.string() + ": the " + type + " table \"" + saved_->name() +
                    "\" is written without a function: no CDP had results; see FOLD (also of each azimuth sector), the "
                    "ranges of the grid and the angle limits of the job");
   }
 
   void describe(RunSummary& summary) const {
+    if (!saved_) return;
     summary.tableType = savedType_;
-    summary.table = saved_;
-    summary.functions = functions_;
+    summary.table = saved_->name();
+    summary.functions = saved_->functions().size();
   }
+
+  /// What the run wrote; null: nothing.
+  const Table* saved() const { return saved_ ? &*saved_ : nullptr; }
+  const std::string& savedType() const { return savedType_; }
 
  private:
   /// Functions of CDPs that came without a position take it from the data.
@@ -192,11 +221,10 @@ class RunTables : public TableStore {
   const JobFile& file_;
   Database& database_;
   const SegyData& data_;
-  RunOutput& output_;
   MessageSink& messages_;
   std::set<std::pair<std::string, std::string>> outputs_;
-  std::string savedType_, saved_;
-  std::size_t functions_ = 0;
+  std::string savedType_;
+  std::optional<Table> saved_;  ///< stored when the run completes, so that all of its results change together
 };
 
 }  // namespace
@@ -208,14 +236,16 @@ std::filesystem::path indexFile(const JobFile& file) {
 class LocalJob::Impl : public RunLink {
  public:
   Impl(const JobFile& file, const std::string& version, MessageSink& messages, Database::Access access)
-      : database_(file.database, access),
-        data_(file.input, messages, indexFile(file),
+      : messages_(messages, bar_),
+        database_(file.database, access),
+        data_(file.input, messages_, indexFile(file),
               access == Database::Access::read ? CacheAccess::read : CacheAccess::write),
         file_(file),
-        input_(data_),
+        version_(version),
+        input_(data_, bar_),
         output_(file, data_, version),
-        tables_(file, database_, data_, output_, messages),
-        store_(file.scratch, messages),
+        tables_(file, database_, data_, messages_),
+        store_(file.scratch, messages_),
         job_{.runtime = {.samprat = data_.interval(),
                          .numsmp = data_.samples(),
                          .maxdtr = data_.largestEnsemble(),
@@ -229,7 +259,7 @@ class LocalJob::Impl : public RunLink {
              .output = output_,
              .tables = tables_,
              .blocks = store_,
-             .messages = messages,
+             .messages = messages_,
              .link = *this} {}
 
   Job& job() { return job_; }
@@ -237,12 +267,34 @@ class LocalJob::Impl : public RunLink {
   Database& database() { return database_; }
 
   void recordPass(const PassRecord& pass) {
-    if (record_) database_.addPass(*record_, pass);
+    if (!record_) return;
+    try {
+      database_.addPass(*record_, pass);
+    } catch (const RunError& error) {  // the run is worth more than its record
+      messages_.warn(error.what());
+    }
   }
+
+  RunIdentity identity() const { return runIdentity(file_, data_, database_, version_); }
+
+  std::int64_t record() const { return record_.value_or(0); }
+  bool takeUp(std::int64_t record) {
+    for (const Database::Run& run : database_.runs()) {
+      if (run.id != record) continue;
+      if (run.result == "completed") return false;
+      database_.resumeRun(record);
+      record_ = record;
+    }
+    return true;
+  }
+
+  InputPlace place() const { return input_.place(); }
+  void goOnFrom(const InputPlace& place) { input_.goOnFrom(place); }
 
   RunSummary summary() const {
     RunSummary summary;
-    summary.passes = input_.passes();
+    summary.firstPass = input_.times().first();
+    summary.passes = input_.times().passes();
     summary.passesAsked = input_.passesAsked();
     summary.inputTraces = data_.tracesDelivered();
     summary.outputTraces = output_.traces();
@@ -265,18 +317,23 @@ class LocalJob::Impl : public RunLink {
     file_.parameters.checkAgainst(data_.interval() * static_cast<float>(data_.samples()));
   }
   void connect() override {}
-  void setToolName(const std::string& name) override { record_ = database_.beginRun(name, file_.text); }
+  void setToolName(const std::string& name) override {
+    if (!record_) record_ = database_.beginRun(name, file_.text);
+  }
   void endInitialisation() override { output_.begin(); }
   void recordRun(const std::string& /*tool*/, std::int64_t traces) override { traces_ = traces; }
   void close() override {
-    output_.finish();
-    database_.endRun(*record_, traces_, "completed");
+    output_.secure();
+    database_.completeRun(*record_, traces_, tables_.saved(), tables_.savedType(), [this] { output_.finish(); });
     record_.reset();
   }
 
+  ProgressBar bar_;
+  MessagesBesideBar messages_;
   Database database_;
   SegyData data_;
   const JobFile& file_;
+  std::string version_;
   WatchedInput input_;
   RunOutput output_;
   RunTables tables_;
@@ -293,6 +350,11 @@ LocalJob::~LocalJob() = default;
 Job& LocalJob::job() { return impl_->job(); }
 SegyData& LocalJob::data() { return impl_->data(); }
 Database& LocalJob::database() { return impl_->database(); }
+RunIdentity LocalJob::identity() const { return impl_->identity(); }
+std::int64_t LocalJob::record() const { return impl_->record(); }
+bool LocalJob::takeUp(std::int64_t record) { return impl_->takeUp(record); }
+InputPlace LocalJob::place() const { return impl_->place(); }
+void LocalJob::goOnFrom(const InputPlace& place) { impl_->goOnFrom(place); }
 void LocalJob::recordPass(const PassRecord& pass) { impl_->recordPass(pass); }
 RunSummary LocalJob::summary() const { return impl_->summary(); }
 void LocalJob::fail(const std::string& why) { impl_->fail(why); }

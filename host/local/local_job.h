@@ -10,6 +10,7 @@
 #include "host/local/database.h"
 #include "host/local/job.h"
 #include "host/local/job_file.h"
+#include "host/local/run_identity.h"
 #include "host/local/segy_data.h"
 
 namespace host::local {
@@ -23,6 +24,7 @@ struct RunSummary {
     std::int64_t traces = 0;
     double seconds = 0.0;  ///< of an analysis pass with the revision behind it
   };
+  int firstPass = 1;         ///< number of the first of these: the passes before it were made in an earlier run
   std::vector<Pass> passes;  ///< over the input data; after a whole run the last one is that of the output
   int passesAsked = 0;
   std::int64_t inputTraces = 0;   ///< delivered
@@ -43,7 +45,17 @@ class LocalJob {
   Job& job();
   SegyData& data();
   Database& database();
-  /// Adds a pass to the run record.
+  /// What the results depend on.
+  RunIdentity identity() const;
+  /// Number of the run's record in the database; 0 while it has none.
+  std::int64_t record() const;
+  /// Takes up the record of a run that broke off, in place of beginning one. @return false when that run was completed
+  bool takeUp(std::int64_t record);
+  /// Of the ensemble that the input delivered last.
+  InputPlace place() const;
+  /// Has the input deliver from there on. RunError when no ensemble begins there.
+  void goOnFrom(const InputPlace& place);
+  /// Adds a pass to the run record; a warning when that fails.
   void recordPass(const PassRecord& pass);
   RunSummary summary() const;
   /// Ends the run record with the reason; the output file stays as it was before the run.

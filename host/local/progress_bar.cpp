@@ -44,6 +44,7 @@ ProgressBar::~ProgressBar() { clear(); }
 void ProgressBar::show(const Progress& progress) {
   if (!terminal_ || progress.total <= 0) return;
   const Clock::time_point now = Clock::now();
+  if (start_ == Clock::time_point{}) start_ = last_ = now;
   if (now - last_ < std::chrono::milliseconds(200)) return;
   last_ = now;
   const double seconds = std::chrono::duration<double>(now - start_).count();

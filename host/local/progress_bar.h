@@ -23,7 +23,7 @@ class ProgressBar {
   ProgressBar(const ProgressBar&) = delete;
   ProgressBar& operator=(const ProgressBar&) = delete;
 
-  /// Draws now and then.
+  /// Draws now and then, not at the first call: the time counts from there.
   void show(const Progress& progress);
   /// Wipes the line, so that other output can follow.
   void clear();
@@ -32,8 +32,7 @@ class ProgressBar {
   using Clock = std::chrono::steady_clock;
   bool terminal_;
   bool drawn_ = false;
-  Clock::time_point start_ = Clock::now();
-  Clock::time_point last_{};
+  Clock::time_point start_{}, last_{};  ///< of the first call of show(), of the last drawing
 };
 
 }  // namespace host::local

@@ -1,5 +1,7 @@
 #include "host/local/segy_data.h"
 
+#include <xxhash.h>
+
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -62,6 +64,7 @@ class SegyData::Impl {
       : input_(input),
         messages_(messages),
         file_(input, messages),
+        state_(file_.state()),
         scalar_(input_.layout.fields.at("COORD_SCALAR")),
         index_(indexCache.empty() ? indexTraces(file_, keyField())
                                   : cachedIndex(indexCache, file_, keyField(), cacheAccess)),
@@ -84,6 +87,28 @@ class SegyData::Impl {
     stream_.goTo(run);
   }
 
+  InputPlace place() const { return place_; }
+
+  void goOnFrom(const InputPlace& place, int passes) {
+    const auto run = static_cast<std::size_t>(place.run);
+    if (place.run < 0 || run >= index_.runs.size() || index_.runs[run].opens == 0 || place.pass < 1 ||
+        place.pass > passes || place.delivered < 0) {
+      throw RunError(input_.file.string() + ": no ensemble begins where the run is to go on.");
+    }
+    deliverFrom(run, passes);
+    pass_ = place.pass;
+    delivered_ = place.delivered;
+  }
+
+  SegyFile::State fileState() const { return state_; }
+
+  std::uint64_t headerHash() const {
+    const auto hash = [](const auto& values) { return XXH3_64bits(values.data(), values.size() * sizeof values[0]); };
+    const std::uint64_t hashes[] = {hash(file_.facts().text), hash(file_.facts().binary), hash(index_.runs),
+                                    hash(index_.cdps)};
+    return XXH3_64bits(hashes, sizeof hashes);
+  }
+
   /// First run of an ensemble.
   std::size_t opening(int ensemble) const {
     if (openings_.empty()) {
@@ -98,9 +123,11 @@ class SegyData::Impl {
     if (run_ == index_.runs.size()) {
       run_ = 0;
       ++pass_;
+      if (pass_ <= passes_) refuseChange();
     }
     if (pass_ > passes_) return 0;
 
+    place_ = {.pass = pass_, .run = static_cast<std::int64_t>(run_), .delivered = delivered_};
     int count = 0;
     for (const std::size_t behind = index_.behind(run_); run_ < behind; ++run_) {
       const TraceRun& run = index_.runs[run_];
@@ -139,6 +166,13 @@ class SegyData::Impl {
   }
 
  private:
+  /// Every pass has to read the same data.
+  void refuseChange() const {
+    if (file_.state() == state_) return;
+    throw RunError(input_.file.string() +
+                   ": the file was changed while the job ran. Run the job again when nothing writes to it any more.");
+  }
+
   EnsembleFacts ensemble(std::span<const TraceRun> runs) const {
     const std::map<std::string, HeaderField>& fields = input_.layout.fields;
     const bool supergather = input_.primaryKey == "SG_CDP";
@@ -263,6 +297,7 @@ class SegyData::Impl {
   SegyInput input_;
   MessageSink& messages_;
   SegyFile file_;
+  SegyFile::State state_;
   HeaderField scalar_;
   std::map<std::string, NamedWord> named_;
   std::vector<DeliveredHeader> deliveredHeaders_;
@@ -275,6 +310,7 @@ class SegyData::Impl {
   std::size_t run_ = 0;                        // where the next ensemble begins
   mutable std::vector<std::size_t> openings_;  // first run of every ensemble, once asked for
   std::int64_t delivered_ = 0;
+  InputPlace place_;
   Tally notFinite_, oddHeaders_;
 };
 
@@ -292,6 +328,11 @@ const SegyInput& SegyData::input() const { return impl_->input(); }
 std::int64_t SegyData::tracesDelivered() const { return impl_->tracesDelivered(); }
 
 SegyFileHead SegyData::head() const { return {impl_->facts().text, impl_->facts().binary, samples(), interval()}; }
+
+InputPlace SegyData::place() const { return impl_->place(); }
+void SegyData::goOnFrom(const InputPlace& place, int passes) { impl_->goOnFrom(place, passes); }
+SegyFile::State SegyData::fileState() const { return impl_->fileState(); }
+std::uint64_t SegyData::headerHash() const { return impl_->headerHash(); }
 
 void SegyData::deliver(int passes) { impl_->deliverFrom(0, passes); }
 void SegyData::deliverFrom(int ensemble, int passes) { impl_->deliverFrom(impl_->opening(ensemble), passes); }

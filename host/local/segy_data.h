@@ -10,6 +10,7 @@
 #include "host/local/index_cache.h"
 #include "host/local/job.h"
 #include "host/local/position.h"
+#include "host/local/segy_file.h"
 #include "host/local/segy_input.h"
 #include "host/local/segy_writer.h"
 
@@ -23,6 +24,13 @@ struct EnsembleFacts {
   int cdp = 0, iline = 0, xline = 0;
   bool offset = false;   ///< its offset is not 0
   bool azimuth = false;  ///< its source and receiver differ
+};
+
+/// Where the delivery of the ensembles stands.
+struct InputPlace {
+  int pass = 1;                ///< over the data
+  std::int64_t run = 0;        ///< of the index: the first one of the ensemble that was delivered last
+  std::int64_t delivered = 0;  ///< traces before that ensemble, over all passes
 };
 
 /// A prestack SEG-Y file as the framework's input: ensembles, trace headers, positions of the CDPs. The headers are
@@ -46,6 +54,15 @@ class SegyData : public EnsembleSource, public HeaderSource, public CdpPositions
 
   void deliver(int passes) override;
   int next(float* const* traces, std::int32_t* const* heads) override;
+
+  /// Of the ensemble that was delivered last.
+  InputPlace place() const;
+  /// Delivers from an ensemble on. RunError when none begins there.
+  void goOnFrom(const InputPlace& place, int passes);
+  /// A number that other traces, ensembles or positions would change, of the headers of the file and of all traces.
+  std::uint64_t headerHash() const;
+  /// Of the file when it was opened.
+  SegyFile::State fileState() const;
 
   /// The same from the ensemble of that number (from 0, in the order of delivery) on.
   void deliverFrom(int ensemble, int passes);

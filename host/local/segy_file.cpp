@@ -78,15 +78,13 @@ SegyFile::SegyFile(const SegyInput& input, MessageSink& messages) : input_(input
   countTraces();
 }
 
-SegyFile::Descriptor::~Descriptor() {
-  if (number >= 0) close(number);
-}
-
 void SegyFile::open() {
   std::error_code error;
   const auto status = std::filesystem::status(input_.file, error);
-  if (!std::filesystem::exists(status)) refuse("there is no such file. Check `input` in [data].");
-  if (!std::filesystem::is_regular_file(status)) refuse("is no file that traces can be read from.");
+  if (status.type() == std::filesystem::file_type::not_found)
+    refuse("there is no such file. Correct the name, in a job `input` of [data].");
+  if (error) refuse("cannot be opened: " + error.message() + ". Check that you may read it.");
+  if (!std::filesystem::is_regular_file(status)) refuse("is a folder or a device, expected a SEG-Y file.");
   facts_.bytes = static_cast<std::int64_t>(std::filesystem::file_size(input_.file, error));
   if (error) refuse("its size cannot be found: " + error.message() + ".");
   if (facts_.bytes == 0) refuse("is empty.");

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "host/local/descriptor.h"
 #include "host/local/job.h"
 #include "host/local/sample_format.h"
 #include "host/local/segy_input.h"
@@ -65,14 +66,6 @@ class SegyFile {
   State state() const;
 
  private:
-  struct Descriptor {
-    int number = -1;
-    Descriptor() = default;
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor();
-  };
-
   void open();
   void readFileHeaders();
   void countExtraTexts();

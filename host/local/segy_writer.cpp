@@ -1,19 +1,16 @@
 #include "host/local/segy_writer.h"
 
-#include <fcntl.h>
 #include <segyio/segy.h>
-#include <unistd.h>
 
 #include <bit>
-#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <future>
-#include <system_error>
 #include <utility>
 
 #include "host/local/big_endian.h"
 #include "host/local/job.h"
+#include "host/local/part_file.h"
 #include "host/local/sample_format.h"
 #include "host/local/segy_input.h"
 
@@ -31,24 +28,12 @@ void putBinary(std::array<char, 400>& binary, int byte, int value) {
 
 }  // namespace
 
-/// A file that takes the name of its target only when it is whole.
+/// Collects what is written and writes it beside the calling thread.
 class SegyWriter::File {
  public:
-  File(std::filesystem::path target, int samples)
-      : target_(std::move(target)),
-        part_(target_.string() + "." + std::to_string(getpid()) + ".part"),
-        samples_(samples) {
-    errno = EISDIR;
-    if (std::filesystem::is_directory(target_)) fail();
-    descriptor_ = ::open(part_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (descriptor_ < 0) fail();
-  }
-
+  File(std::filesystem::path target, int samples) : file_(std::move(target), "the output file"), samples_(samples) {}
   ~File() {
-    if (descriptor_ < 0) return;
     if (writing_.valid()) writing_.wait();
-    close(descriptor_);
-    unlink(part_.c_str());
   }
 
   void begin(const SegyFileHead& head, int microseconds) {
@@ -75,22 +60,12 @@ class SegyWriter::File {
   void secure() {
     flush();
     finishWriting();
-    if (fsync(descriptor_) != 0) fail();
-    if (std::filesystem::is_directory(target_)) {
-      errno = EISDIR;
-      fail();
-    }
+    file_.secure();
   }
 
   void commit() {
     secure();
-    std::error_code error;
-    std::filesystem::rename(part_, target_, error);
-    if (error) {
-      errno = error.value();
-      fail();
-    }
-    close(std::exchange(descriptor_, -1));
+    file_.commit();
   }
 
  private:
@@ -104,31 +79,15 @@ class SegyWriter::File {
   void flush() {
     finishWriting();
     std::swap(buffer_, written_);
-    writing_ = std::async(std::launch::async, [this, bytes = std::exchange(used_, 0)] { write(bytes); });
+    writing_ = std::async(std::launch::async,
+                          [this, bytes = std::exchange(used_, 0)] { file_.write(written_.data(), bytes); });
   }
   void finishWriting() {
     if (writing_.valid()) writing_.get();
   }
 
-  void write(std::size_t bytes) const {
-    for (std::size_t done = 0; done < bytes;) {
-      const ssize_t written = ::write(descriptor_, written_.data() + done, bytes - done);
-      if (written < 0 && errno == EINTR) continue;
-      if (written < 0) fail();
-      done += static_cast<std::size_t>(written);
-    }
-  }
-
-  /// Ends with the reason of the last system call.
-  [[noreturn]] void fail() const {
-    const int reason = errno;
-    throw RunError(target_.string() + ": the output file cannot be written: " + std::strerror(reason) +
-                   ". Nothing was changed under that name.");
-  }
-
-  std::filesystem::path target_, part_;
+  PartFile file_;
   int samples_;
-  int descriptor_ = -1;
   std::int32_t traces_ = 0;
   std::vector<unsigned char> buffer_ = std::vector<unsigned char>(bufferBytes);
   std::size_t used_ = 0;                          // bytes of the buffer

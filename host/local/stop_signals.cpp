@@ -11,8 +11,11 @@ static_assert(std::atomic<int>::is_always_lock_free);
 
 void note(int number) {
   receivedSignal = number;
-  std::signal(SIGINT, SIG_DFL);
-  std::signal(SIGTERM, SIG_DFL);
+  for (const int either : {SIGINT, SIGTERM}) {
+    struct sigaction now {};
+    sigaction(either, nullptr, &now);
+    if (now.sa_handler == note) std::signal(either, SIG_DFL);
+  }
 }
 
 struct sigaction handle(int number) {

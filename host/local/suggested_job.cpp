@@ -80,7 +80,7 @@ std::string whyOf(const SegyScan& scan, HeaderField field) {
 }
 
 void headerLines(std::ostream& out, const SegyScan& scan) {
-  out << "\n[headers]                         # bytes from 1; int32 unless a table says otherwise\n";
+  out << "\n[headers]                         # bytes from 1; the format is the usual one of each header\n";
   const HeaderLayout usual;
   for (const HeaderRange& header : scan.headers) {
     const auto at = usual.fields.find(header.name);
@@ -110,7 +110,7 @@ struct Suggestion {
 /// Values that the file asks for, as they stand in a job file.
 std::map<std::string, Suggestion> fittingValues(const SegyScan& scan) {
   std::map<std::string, Suggestion> values{
-      {"VELNAME", {"\"initial\"", "to be imported: korvane table import DATABASE VEL initial FILE.csv"}},
+      {"VELNAME", {"\"initial\"", "to be imported: korvane table import DATABASE VEL initial FILE"}},
       {"VELNAMO", {"\"refined\"", ""}}};
   const auto range = [&](const char* least, const char* greatest, const std::string& name) {
     const HeaderRange& header = scan.header(name);

@@ -16,6 +16,16 @@ using std::string_view;
 constexpr string_view blanks = " \t\r";
 constexpr float greatestWhole = 16777216.0f;  // beyond it single precision skips whole numbers
 
+/// Takes the first line off a text.
+string_view takeLine(string_view& text) {
+  const auto end = text.find('\n');
+  const string_view line = trimmed(text.substr(0, end));
+  text.remove_prefix(end == string_view::npos ? text.size() : end + 1);
+  return line;
+}
+
+}  // namespace
+
 std::string contentOf(const std::filesystem::path& file) {
   std::ifstream stream(file, std::ios::binary);
   std::string text;
@@ -27,16 +37,6 @@ std::string contentOf(const std::filesystem::path& file) {
   if (!stream.eof()) throw RunError(file.string() + ": cannot be read: " + std::strerror(errno));
   return text;
 }
-
-/// Takes the first line off a text.
-string_view takeLine(string_view& text) {
-  const auto end = text.find('\n');
-  const string_view line = trimmed(text.substr(0, end));
-  text.remove_prefix(end == string_view::npos ? text.size() : end + 1);
-  return line;
-}
-
-}  // namespace
 
 string_view trimmed(string_view text) {
   const auto first = text.find_first_not_of(blanks);

@@ -10,6 +10,8 @@
 
 namespace host::local {
 
+/// The bytes of a file. @throws RunError with the reason when it cannot be read
+std::string contentOf(const std::filesystem::path& file);
 /// Without blanks, tabs and carriage returns at both ends.
 std::string_view trimmed(std::string_view text);
 /// ASCII letters in lower case.

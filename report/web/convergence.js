@@ -1,4 +1,5 @@
-// Convergence: how large the revisions were, where there were none and why, and how flat the gathers became.
+// Convergence: how large the revisions were, where they met a limit, where there were none and why, and how flat the
+// gathers became.
 
 function fillConvergence(section, report) {
   const {convergence} = report;
@@ -8,14 +9,17 @@ function fillConvergence(section, report) {
   }
   const passes = convergence.passes ?? [];
   const state = {sector: 0, range: 'all', pass: Math.max(0, (convergence.revision?.shape[0] ?? passes.length) - 1)};
-  const sized = revisionMap(report, state);
+  const sized = passMap(report, state, 'revision', 'RMS revision of the pass, %', 'RMS revision, %', 'revised by %{z:.2f} %');
+  const limited = passMap(report, state, 'limited', 'Samples at a limit in the pass, %', 'at a limit, %', '%{z:.0f} % at a limit');
+  const maps = [sized, limited];
   const reasoned = reasonMap(report, state);
-  const controls = sectorChoice(report, state, () => [sized, reasoned.chart].forEach((at) => at.refresh()));
+  const controls = sectorChoice(report, state, () => [...maps, reasoned.chart].forEach((at) => at.refresh()));
   const count = convergence.revision?.shape[0] ?? 0;
   if (count > 1) {
-    controls.unshift(slider('Pass', state, 'pass', count, (at) => `${passes[at]?.pass ?? at + 1} of ${count}`, () => sized.refresh()));
+    controls.unshift(slider('Pass', state, 'pass', count, (at) => `${passes[at]?.pass ?? at + 1} of ${count}`,
+      () => maps.forEach((at) => at.refresh())));
     if (report.grid.kind === '3D') {
-      controls.push(choice('Colours over', state, 'range', [['all', 'all passes'], ['pass', 'this pass']], () => sized.refresh()));
+      controls.push(choice('Colours over', state, 'range', [['all', 'all passes'], ['pass', 'this pass']], () => maps.forEach((at) => at.refresh())));
     }
   }
   if (convergence.note) section.append(paragraph(convergence.note, 'note'));
@@ -24,7 +28,7 @@ function fillConvergence(section, report) {
     element('div', {class: 'panels'},
       passCurve('Size of the revision per pass', passes, 'of velocity, %', [['RMS', 'rms', 'ink', 'solid'], ['mean', 'mean', 'muted', 'dash']]).figure,
       passCurve('Samples at a limit per pass', passes, 'of the samples, %', [['at a limit', 'limited', 'ink', 'solid']], 100).figure,
-      sized.figure, reasoned.chart.figure,
+      sized.figure, limited.figure, reasoned.chart.figure,
       flatnessScatter(convergence.flatness).figure, flatnessPlaces(report).figure));
 }
 
@@ -42,25 +46,24 @@ function passCurve(title, passes, unit, curves, factor = 1) {
   });
 }
 
-/** The revision of one pass: a curve along a line, a map over a grid. */
-function revisionMap({convergence, grid}, state) {
-  const load = () => unpack(convergence.revision);
-  return new Chart('RMS revision of the pass, %', load, (revision) => {
-    if (!revision) return 'The revisions of the passes were not recorded.';
-    const sector = Math.min(state.sector, revision.shape[1] - 1);
-    const top = Math.max(revision.max, 1e-6);
+/** A percentage of every function in one pass: a curve along a line, a map over a grid. */
+function passMap({convergence, grid}, state, key, title, axis, text) {
+  return new Chart(title, () => unpack(convergence[key]), (values) => {
+    if (!values) return 'The passes were not recorded.';
+    const sector = Math.min(state.sector, values.shape[1] - 1);
+    const all = quantile(values.sample(1e6), 1) || 1;
     if (grid.kind === '3D') {
-      const rows = revision.cut([state.pass, sector, null, null]);
-      const largest = state.range === 'all' ? top : quantile(rows.flatMap((row) => [...row]), 1) || top;
-      return overGrid(grid, rows, {scale: scales.velocity(), range: [0, largest], unit: '%', text: 'revised by %{z:.2f} %'});
+      const rows = values.cut([state.pass, sector, null, null]);
+      const top = state.range === 'all' ? all : quantile(rows.flatMap((row) => [...row]), 1) || all;
+      return overGrid(grid, rows, {scale: scales.velocity(), range: [0, top], unit: '%', text});
     }
-    const passes = [...Array(revision.shape[0]).keys()];
-    const curve = (pass, line) => ({type: 'scatter', mode: 'lines', x: grid.crosslines, y: revision.cut([pass, sector, 0, null]), line,
-      hovertemplate: `CDP %{x}<br>pass ${pass + 1}: %{y:.2f} %<extra></extra>`});
+    const passes = [...Array(values.shape[0]).keys()];
+    const curve = (pass, line) => ({type: 'scatter', mode: 'lines', x: grid.crosslines, y: values.cut([pass, sector, 0, null]), line,
+      hovertemplate: `CDP %{x}<br>pass ${pass + 1}: ${text.replace('%{z', '%{y')}<extra></extra>`});
     return {
       data: [...passes.filter((pass) => pass !== state.pass).map((pass) => curve(pass, {color: colour('faint'), width: 1})),
         curve(state.pass, {color: colour('after'), width: 2})],
-      layout: {xaxis: {title: titled('CDP')}, yaxis: {title: titled('RMS revision, %'), range: [0, 1.05 * top]}, uirevision: 'revision'},
+      layout: {xaxis: {title: titled('CDP')}, yaxis: {title: titled(axis), range: [0, 1.05 * all]}, uirevision: key},
     };
   });
 }

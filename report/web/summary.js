@@ -35,8 +35,8 @@ function keyFigures({passes, flatness}) {
 }
 
 function passTable(passes) {
-  const head = ['Pass', 'Time, s', 'Traces', 'Functions revised', 'Mean revision, %', 'RMS revision, %', 'Samples at a limit, %'];
-  const rows = passes.map((at) => [at.pass, figure(at.seconds, 1), figure(at.traces), figure(at.revised),
+  const head = ['Pass', 'Time, s', 'Traces', 'Traces/s', 'Functions revised', 'Mean revision, %', 'RMS revision, %', 'Samples at a limit, %'];
+  const rows = passes.map((at) => [at.pass, figure(at.seconds, 1), figure(at.traces), figure(at.traces / at.seconds), figure(at.revised),
     figure(at.mean, 2, 'exceptZero'), figure(at.rms, 2), figure(100 * at.limited, 1)]);
   return table('Passes', rows, {head, style: 'numbers'});
 }

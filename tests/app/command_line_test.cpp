@@ -78,11 +78,32 @@ TEST_F(CommandLine, ABadCsvIsRefusedWithItsLineAndTheStoredTableStays) {
   EXPECT_FALSE(fs::exists(path("new.db")));
 }
 
+TEST_F(CommandLine, AnExportReplacesAFileOnlyAsAWholeAndNeverTheDatabase) {
+  import("VEL", "one", velocityCsv);
+  const std::string csv = save("out.csv", "an earlier one");
+  fs::create_symlink(csv, path("link.csv"));
+  refused({"table", "export", db, "VEL", "one", path("none/out.csv")},
+          "none/out.csv: the table cannot be written: No such file");
+  refused({"table", "export", db, "VEL", "one", "/dev/full"}, "/dev/full: the table cannot be written: No space left");
+  refused({"table", "export", db, "VEL", "one", db}, db + ": is in use here and is not replaced");
+  refused({"table", "export", db, "VEL", "two", csv}, "no VEL table");
+  EXPECT_EQ(contents("out.csv"), "an earlier one");
+  done({"table", "export", db, "VEL", "one", path("link.csv")});
+  EXPECT_EQ(contents("out.csv"), velocityCsv);
+  EXPECT_TRUE(fs::is_symlink(path("link.csv")));
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+  const std::string full = std::string(KORVANE_PROGRAM) + " table export '" + db + "' VEL one >/dev/full 2>/dev/null";
+  EXPECT_EQ(WEXITSTATUS(std::system(full.c_str())), 1);
+}
+
 TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShorterTable) {
   import("VEL", "flat", "cdp,time,velocity\n1,0,2000\n2,0,2000\n2,40,2000\n");
   import("VEL", "off", "cdp,time,velocity\n1,0,2060\n2,0,1980\n2,40,1980\n2,80,9000\n");
   EXPECT_EQ(done({"table", "diff", db, "off", "flat"}), "off against flat: mean +1.00 %, RMS 2.24 %\n");
   refused({"table", "diff", db, "off", "flat", "--cdps", "3", "9"}, "range of CDPs");
+  SQLite::Database(db, SQLite::OPEN_READWRITE).exec("DELETE FROM korvane_function WHERE table_id = 1");
+  for (const auto& [table, reference] : {std::pair{"off", "flat"}, {"flat", "off"}})
+    refused({"table", "diff", db, table, reference}, "table \"flat\" holds no functions");
 }
 
 TEST_F(CommandLine, DiffByTimeAndCdpBreaksTheDifferenceDown) {
@@ -208,7 +229,7 @@ TEST_F(SurveyRun, WhatAJobLacksIsNamedBeforeAnythingIsWritten) {
   refused({"run", job("gathers.sgy", "gather.sgy")}, "gather.sgy");
   refused({"run", job("VELSAMP = 20.000", "VELSAMP = 1001.0")}, "expected at most the length of a trace, 1000 ms");
   refused({"run", job("attributes.sgy", "none/out.sgy")}, "none/out.sgy");
-  refused({"run", path("none.toml")}, "none.toml: cannot read");
+  refused({"run", path("none.toml")}, "none.toml: cannot be read: No such file");
   EXPECT_FALSE(fs::exists(path("other.db")));
   EXPECT_FALSE(fs::exists(path("attributes.sgy")));
   EXPECT_EQ(tables(), before);
@@ -245,6 +266,25 @@ TEST_F(SurveyRun, AScanNamesTheWrongFormatAndTheMovedHeaderAndItsJobGivesTheSame
   EXPECT_EQ(done({"table", "export", path("odd.db"), "VEL", "refined"}),
             done({"table", "export", path("gathers.db"), "VEL", "refined"}));
   EXPECT_EQ(call({"scan", path("odd.sgy"), "--format", "ebcdic"}).status, 2);
+  const std::string job = contents("odd.toml");
+  refused({"scan", path("odd.sgy"), "--job", path("odd.toml")}, "odd.toml: is there already");
+  EXPECT_EQ(contents("odd.toml"), job);
+}
+
+TEST_F(SurveyRun, AScanTellsWhyNoTraceIsLive) {
+  const std::string whole = contents("gathers.sgy");
+  const std::size_t traceBytes = (whole.size() - 3600) / 96;
+  const auto spoilt = [&](char code, const std::string& sample) {
+    std::string bytes = whole;
+    for (std::size_t at = 3600; at < bytes.size(); at += traceBytes) {
+      bytes[at + 29] = code;
+      for (std::size_t k = at + 240; k < at + traceBytes && !sample.empty(); k += 4) bytes.replace(k, 4, sample);
+    }
+    return call({"scan", save("spoilt.sgy", bytes)}).out;
+  };
+  expectParts(spoilt(2, ""), {"map the code to a word that is 0", "TRC_TYPE    = 121 "});
+  expectParts(spoilt(1, "\x7f\xc0\x01\x01"), {"No trace is live with finite samples"});
+  expectParts(spoilt(2, std::string(4, '\0')), {"none that was looked at has a signal"});
 }
 
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {

@@ -1,3 +1,4 @@
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <unistd.h>
@@ -169,8 +170,8 @@ TEST_F(RunAndCheck, EveryProblemOfAJobIsListedAndARunWouldNotStartEither) {
         in("none") + ": there is no such folder", "5 problems"}},
       {{"data.output=folder", "METHOD=2", "HORNAME=no"},
        {in("folder") + ": is a folder", "no AHZ table \"no\"", "Cannot open autostatics horizon table", "2 problems"}},
-      {{"VELSAMP=2000", "database.file=none.db"}, {"none.db: there is no such database", "1 problem;"}},
-      {{"VELSAMP=2000"}, {"expected at most the length of a trace, 1000 ms", "1 problem;"}},
+      {{"VELSAMP=2000", "database.file=none.db"}, {"none.db: there is no such database", "1 problem that keeps"}},
+      {{"VELSAMP=2000"}, {"expected at most the length of a trace, 1000 ms", "1 problem that keeps"}},
       {{"database.file=gathers.sgy"}, {"gathers.sgy: cannot"}},
       {{"data.input=job.toml"}, {"job.toml: "}}};
   for (const auto& [settings, parts] : cases) {
@@ -196,6 +197,11 @@ TEST_F(RunAndCheck, ASettingOfTheCommandLineTakesThePlaceOfTheJobs) {
               {"Pass 1 ", "Output pass ", in("other.sgy") + ": 48 traces", "VEL \"other\" in " + db + ": 12 func"});
   EXPECT_EQ(text.find("Pass 2"), std::string::npos);
   EXPECT_FALSE(fs::exists(in("attributes.sgy")));
+  // what is named as the next step, or as ready, has the same settings
+  const std::string settings = " --set NUMITER=1 --set data.output=other.sgy --set VELNAMO=other --set run.threads=1\n";
+  expectParts(text, {"korvane report " + job + settings});
+  expectParts(call(words("check", {"VELNAMO=a b", "FOLD=3"})).out,
+              {"korvane run " + job + " --set 'VELNAMO=a b' --set FOLD=3\n"});
   const Outcome wrong = call({"run", job, "--set", "NUMITER"});
   EXPECT_EQ(wrong.status, 2);
   expectParts(wrong.err, {"--set: expected KEY=VALUE, found NUMITER"});
@@ -213,9 +219,40 @@ TEST_F(RunAndCheck, ARunEndsWithWhatItWroteAndWhatToDoNext) {
   expectParts(run.out.substr(end),
               {", 1 warning\n", "Pass 1      96 traces in ", "Pass 2      96 traces in ", "Output pass 96 traces in ",
                in("attributes.sgy") + ": 48 traces\n", "VEL \"refined\" in " + db + ": 12 functions\n",
-               "korvane report " + job + "\n", "korvane table diff " + db + " refined start\n",
+               "korvane report " + job + " --set HORNAME=unused\n", "korvane table diff " + db + " refined start\n",
                "korvane table export " + db + " VEL refined refined.csv\n"});
   expectParts(call(words("run", {"PRESTACK=1"})).out, {"attributes.sgy: 132 traces\nNext        korvane report"});
+}
+
+TEST_F(RunAndCheck, AReportIsOneOfTheRunWithItsSettingsAndReplacesNoFileOfTheJob) {
+  synth();
+  done(words("run", {"VELNAMO=other"}));
+  const auto findsItsRun = [&](const Words& settings) {
+    Words all = words("report", settings);
+    all.insert(all.end(), {"-o", path("page.html")});
+    done(all);
+    return contents("page.html").find("no completed run of this job") == std::string::npos;
+  };
+  EXPECT_TRUE(findsItsRun({"VELNAMO=other"}));
+  EXPECT_FALSE(findsItsRun({}));
+  const auto before = state();
+  for (const char* name : {"gathers.sgy", "survey.db", "job.toml"}) {
+    const Outcome over = call({"report", job, "-o", in(name)});
+    EXPECT_EQ(over.status, 1);
+    EXPECT_EQ(over.err, in(name) + ": is in use here and is not replaced; name another file\n");
+  }
+  EXPECT_TRUE(state() == before);
+}
+
+TEST_F(RunAndCheck, APassThatCannotBeRecordedIsAWarning) {
+  synth();
+  done(words("run", {"VELNAMO=usual"}));
+  SQLite::Database(db, SQLite::OPEN_READWRITE)
+      .exec("CREATE TRIGGER full BEFORE INSERT ON korvane_pass BEGIN SELECT RAISE(ABORT, 'no room'); END");
+  const Outcome run = call(words("run", {}));
+  EXPECT_EQ(run.status, 0);
+  expectParts(run.err, {"warning: " + db + ": cannot record a pass: no room"});
+  EXPECT_EQ(done({"table", "export", db, "VEL", "refined"}), done({"table", "export", db, "VEL", "usual"}));
 }
 
 TEST_F(RunAndCheck, AStoppedRunLeavesEverythingAsItWas) {
@@ -239,7 +276,7 @@ TEST_F(RunAndCheck, AStoppedRunLeavesEverythingAsItWas) {
     EXPECT_EQ(run.status(), status);
     const std::string text = contents("err");
     EXPECT_TRUE(text.starts_with("Stopped in pass ")) << text;
-    expectParts(text, {" of 10001 after ", "nothing was changed", "korvane run " + job + " --set 'NUMITER=10000'\n"});
+    expectParts(text, {" of 10001 after ", "nothing was changed", "korvane run " + job + " --set NUMITER=10000\n"});
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
     EXPECT_TRUE(files() == before);
     EXPECT_EQ(done({"table", "export", db, "VEL", "refined"}), table);

@@ -124,6 +124,7 @@ export function line({cdps = 240, samples = 126} = {}) {
     convergence: {
       passes: passesOf(48212, cdps - 9),
       revision: packed([4, 1, 1, cdps], 8, (pass, _, __, x) => (dead(x) ? NaN : (3 + Math.sin(x / 9)) / (pass + 1) ** 1.4)),
+      limited: packed([4, 1, 1, cdps], 8, (pass, _, __, x) => (dead(x) ? NaN : Math.max(0, 12 * Math.sin(x / 20)) / (pass + 1)), [0, 100]),
       reason: packed([1, 1, cdps], 8, (_, __, x) => (dead(x) ? 1 : x < 4 ? 3 : x % 61 === 7 ? 2 : 0), [0, 3]), reasons,
       flatness: count(60, 0, 4).filter((x) => !dead(x)).map((x) => {
         const before = 0.3 + 0.2 * roll();
@@ -160,6 +161,7 @@ export function grid({inlines = 12, crosslines = 40, samples = 51, bits = 8} = {
     convergence: {
       passes: passesOf(812000, 6 * inlines * crosslines - 31),
       revision: packed([4, ...shape.slice(0, 3)], 8, (pass, s, i, x) => (3 + Math.sin((x + i + 4 * s) / 6)) / (pass + 1) ** 1.4),
+      limited: packed([4, ...shape.slice(0, 3)], 8, (pass, s, i, x) => Math.max(0, 9 * Math.sin((x + i + s) / 8)) / (pass + 1), [0, 100]),
       reason: packed(shape.slice(0, 3), 8, (s, i, x) => (x < 3 ? 1 : s === 3 && roll() < 0.14 ? 2 : 0), [0, 3]), reasons,
       flatness: places((i, x) => {
         const before = 0.3 + 0.2 * roll();

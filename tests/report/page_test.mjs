@@ -139,7 +139,7 @@ test('every control changes what is shown', async () => {
   await changes(tab, ['Intercept A'], () => tab.locator('#attributes').getByLabel('Line', {exact: true}).selectOption('1'));
 
   const convergence = tab.locator('#convergence');
-  const revision = ['RMS revision of the pass, %'];
+  const revision = ['RMS revision of the pass, %', 'Samples at a limit in the pass, %'];
   await changes(tab, revision, () => convergence.getByLabel('Colours over', {exact: true}).selectOption('pass'));
   await changes(tab, revision, () => convergence.getByLabel('Pass', {exact: true}).press('Home'));
   await changes(tab, [...revision, 'Where nothing was revised, and why'], () => convergence.getByLabel('Azimuth sector', {exact: true}).selectOption('3'));

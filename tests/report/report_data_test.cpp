@@ -93,6 +93,7 @@ TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
   options.crosslines = 8;
   options.sectors = 3;
   options.anisotropy = 0.05;
+  options.velocityError = 0.3;  // beyond what one revision may change
   makeSurvey(options);
   done({"run", job()});
   const json all = data();
@@ -106,6 +107,14 @@ TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
   EXPECT_FALSE(std::equal(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(one),
                           values.begin() + static_cast<std::ptrdiff_t>(one)));
   EXPECT_EQ(all.at("attributes").at("lines").size(), 3u);
+  const json& convergence = all.at("convergence");
+  EXPECT_EQ(convergence.at("revision").at("shape"), json::array({2, 3, 6, 8}));
+  EXPECT_EQ(convergence.at("limited").at("shape"), json::array({2, 3, 6, 8}));
+  double limited = 0.0;  // of the first pass
+  const std::vector<double> shares = unpacked(convergence.at("limited"));
+  for (std::size_t i = 0; i < shares.size() / 2; ++i) limited += shares[i] / static_cast<double>(shares.size() / 2);
+  EXPECT_NEAR(limited, 100.0 * convergence.at("passes").at(0).at("limited").get<double>(), 0.5);
+  EXPECT_GT(limited, 0.0);
   EXPECT_EQ(all.at("convergence").at("revision").at("shape"), json::array({2, 3, 6, 8}));
 
   std::string output = contents("survey/attributes.sgy");
@@ -153,7 +162,7 @@ TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
   EXPECT_EQ(contents("page.html"), text);
   const korvane_test::Outcome nowhere = call({"report", job(), "-o", path("no/where.html")});
   EXPECT_EQ(nowhere.status, 1);
-  expectParts(nowhere.err, {"where.html", "folder exists"});
+  expectParts(nowhere.err, {"where.html", "the report cannot be written", "No such file"});
 }
 
 }  // namespace

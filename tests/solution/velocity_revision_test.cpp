@@ -115,6 +115,24 @@ TEST(VelocityRevision, KeepsTheRevisedVelocityWithinItsLimitsAndGivesSamplesOuts
   EXPECT_FLOAT_EQ(crossed.run().dv[5], 0.95f) << "the upper bound wins";
 }
 
+TEST(VelocityRevision, CountsTheSamplesThatALimitHolds) {
+  // nothing to revise, both bounds of the ratio, the change of interval velocity at one sample, no velocity function
+  std::vector<Revision> rows = {
+      {50, 1600.0f, 0.0f}, {50, 1600.0f, 1.0e6f}, {50, 1600.0f, -1.0e6f}, {50, 1600.0f, 0.0f}, {50, 1.0f, 1.0e6f}};
+  rows[3].dv[20] = 1.0e6f;
+  std::vector<float*> dv, vrms;
+  for (Revision& row : rows) dv.push_back(row.dv.data()), vrms.push_back(row.vrms.data());
+  std::vector<int> held(rows.size(), -1);
+  solution::VelocityRevision(50, rows[0].limits())
+      .revise(dv.data(), vrms.data(), static_cast<int>(rows.size()), held.data());
+  EXPECT_EQ(held[0], 0);
+  EXPECT_EQ(held[1], 49);
+  EXPECT_EQ(held[2], 49);
+  EXPECT_GE(held[3], 1);
+  EXPECT_LT(held[3], 30);
+  EXPECT_EQ(held[4], 0);
+}
+
 TEST(VelocityRevision, OfFunctionsSideBySideHasTheBitsOfEachAlone) {
   constexpr int lanes = solution::VelocityRevision::lanes;
   std::mt19937 random(33);
@@ -138,7 +156,8 @@ TEST(VelocityRevision, OfFunctionsSideBySideHasTheBitsOfEachAlone) {
       std::vector<Revision> alone = together;
       std::vector<float*> dv, vrms;
       for (Revision& revision : together) dv.push_back(revision.dv.data()), vrms.push_back(revision.vrms.data());
-      solution::VelocityRevision(n, limited.limits()).revise(dv.data(), vrms.data(), count);
+      std::vector<int> held(static_cast<std::size_t>(count));
+      solution::VelocityRevision(n, limited.limits()).revise(dv.data(), vrms.data(), count, held.data());
       for (int l = 0; l < count; ++l) {
         SCOPED_TRACE(testing::Message() << n << " samples, function " << l << " of " << count);
         alone[l].run();

@@ -84,7 +84,8 @@ TEST_F(DatabaseTest, KeepsThePassesOfARunAlsoInAFileOfTheFirstVersion) {
                         .limited = 0.5,
                         .inlineStep = 3,
                         .crosslineStep = 4,
-                        .revision = {0.5f, PassRecord::noData, PassRecord::fewNeighbours}};
+                        .revision = {0.5f, PassRecord::noData, PassRecord::fewNeighbours},
+                        .atLimit = {0.25f, 0.0f, 0.0f}};
   {
     Database database(file, Access::write);
     run = database.beginRun("tool", "job");
@@ -155,10 +156,10 @@ TEST_F(DatabaseTest, NumbersThatATypeCannotHaveAreRefusedWhetherTheTableHasFunct
 TEST_F(DatabaseTest, ADamagedRecordOfAPassIsPassedOver) {
   Database database(file, Access::create);
   const std::int64_t run = database.beginRun("tool", "job");
-  for (int pass = 1; pass <= 4; ++pass) database.addPass(run, {.pass = pass, .revision = {1.0f}});
-  sql("UPDATE korvane_pass SET inline_step = 0 WHERE pass = 1; UPDATE korvane_pass SET crossline_step = -1 WHERE pass "
-      "= "
-      "2; UPDATE korvane_pass SET revision = x'00' WHERE pass = 3");
+  for (int pass = 1; pass <= 4; ++pass) database.addPass(run, {.pass = pass, .revision = {1.0f}, .atLimit = {0.0f}});
+  sql("UPDATE korvane_pass SET inline_step = 0 WHERE pass = 1");
+  sql("UPDATE korvane_pass SET crossline_step = -1 WHERE pass = 2");
+  sql("UPDATE korvane_pass SET revision = x'00' WHERE pass = 3");
   ASSERT_EQ(database.passes(run).size(), 1u);
   EXPECT_EQ(database.passes(run)[0].pass, 4);
 }

@@ -90,7 +90,9 @@ TEST_F(JobFileTest, AMistakeIsNamedWithFileLineKeyFoundAndExpected) {
        "[headers] OFFSET = 4: expected format \"int16\", \"int32\" or"},
       {"OFFSET = 37", "OFFSET = { bite = 37 }", "[headers] OFFSET = { bite = 37 }: expected the keys byte and format"},
       {"OFFSET = 37", "CDP = { byte = 21, format = \"float32\" }", "[headers] CDP = {"},
-      {"threads = 2", "threads = -1", "[run] threads = -1: expected a whole number of at least 0"},
+      {"output = \"out.sgy\"", "output = \"/dev/null\"", "[data] output = \"/dev/null\": expected a file, no device"},
+      {"threads = 2", "threads = 1025", "[run] threads = 1025: expected a whole number from 0 to 1024"},
+      {"threads = 2", "threads = -1", "[run] threads = -1: expected a whole number from 0 to 1024"},
       {"threads = 2", "threads = \"all\"", "[run] threads = \"all\": expected a whole number"},
       {"NUMITER = 4", "NUMITER = 4.0", "[parameters] NUMITER = 4.0: expected int, a whole number"},
       {"NUMITER = 4", "NUMITER = 3000000000", "[parameters] NUMITER = 3000000000: expected int, a whole number of at"},
@@ -163,11 +165,16 @@ TEST_F(JobFileTest, ASettingTakesThePlaceOfWhatTheJobSays) {
   EXPECT_EQ(job.scratch, "/x");
   EXPECT_EQ(job.input.layout.fields.at("NA_STAT"), (HeaderField{201, HeaderFormat::float32}));
   EXPECT_TRUE(job.threads == 4 && job.input.allowTruncated && job.feet);
-  EXPECT_NE(job.text.find("# --set NUMITER=6"), std::string::npos) << "the run record tells what was run";
+  EXPECT_EQ(set({"FOLD=3", "parameters.NUMITER=6", "data.output=a"}).text,
+            set({"data.output=a", "NUMITER=5", "NUMITER=6", "FOLD=3"}).text)
+      << "the report of a run is found whatever the order of its settings";
+  EXPECT_NE(set({"FOLD=3"}).text, set({}).text);
+  EXPECT_NE(job.text.find("# --set parameters.NUMITER=6"), std::string::npos) << "the run record tells what was run";
 
   for (const auto& [setting, said] : std::vector<std::pair<std::string, std::string>>{
            {"NUMITR=6", "--set NUMITR=6: unknown key; the nearest one known is NUMITER"},
            {"output=x", "--set output=x: unknown key; the nearest one known is data.output"},
+           {"units=feet", "--set units=feet: unknown key; the nearest one known is survey.units"},
            {"dat.output=x", "--set dat.output=x: unknown key; the nearest one known is data.output"},
            {"headers.CDP.byte=9", "--set headers.CDP.byte=9: unknown key; the nearest one known is headers.CDP"},
            {"NUMITER", "--set NUMITER: expected KEY=VALUE"},

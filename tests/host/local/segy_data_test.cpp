@@ -156,7 +156,7 @@ TEST_F(SegyTest, WhatCannotBeReadIsNamedWithWhatToDo) {
     EXPECT_TRUE(message.starts_with(input.file.string() + ": ")) << message;
     expectParts(message, parts);
   };
-  expectParts(refusal([&] { SegyData({.file = folder, .layout = {}}, warnings); }), {"is no file"});
+  expectParts(refusal([&] { SegyData({.file = folder, .layout = {}}, warnings); }), {"is a folder or a device"});
   expectParts(refusal([&] { SegyData(input, warnings); }), {"in.sgy", "no such file", "`input`"});
   SegyImage image;
   image.add(1);

@@ -151,6 +151,29 @@ TEST_F(Scan, HeadersAtOddPlacesAreFoundAndStandInTheJob) {
   EXPECT_EQ(scan(image).survey.layout.fields["CDP"], odd.cdp);
 }
 
+TEST_F(Scan, PlacesThatNothingMapsAreDescribedByHowTheyGoOnFromTraceToTrace) {
+  constexpr int traces = 200;
+  SegyImage image;
+  for (int i = 0; i < traces; ++i) {
+    image.add(i / 4, 1.0,
+              {{offsetField, 100 * (i % 4)},
+               {HeaderField{201}, i < 150 ? 7 : 9},
+               {HeaderField{205}, -i * i + (i == 100 ? 500 : 0)},
+               {HeaderField{209}, 1000 - 3 * i},
+               {HeaderField{213}, i % 10},
+               {HeaderField{217}, i * 7919 % 101}});
+  }
+  const SegyScan found = scan(image);
+  for (const auto& [byte, looks, why] : {std::tuple{201, "steps", "constant within neighbouring traces, 2 values"},
+                                         {205, "slope", "falls from trace to trace"},
+                                         {209, "counter", "goes down by 3 from trace to trace"},
+                                         {213, "counter", "goes up by one, and begins anew"},
+                                         {217, "?", "no pattern, 101 values"}}) {
+    EXPECT_EQ(at(found, byte).looks, looks);
+    EXPECT_EQ(at(found, byte).why, why);
+  }
+}
+
 TEST_F(Scan, CoordinatesThatDoNotGoWithTheOffsetsAreReportedAndNothingIsMoved) {
   SegyImage image = line({}, true);
   for (SegyImage::Trace& trace : image.traces) {

@@ -29,12 +29,15 @@ TEST(StopSignals, TheFirstOneIsNotedAndTheNextOneOfEitherKindEndsTheProgram) {
   }
 }
 
-TEST(StopSignals, AnIgnoredOneStaysIgnored) {
+TEST(StopSignals, AnIgnoredOneStaysIgnoredAlsoWhenTheOtherComes) {
   const Handler before = std::signal(SIGINT, SIG_IGN);
   {
     const StopSignals signals;
     std::raise(SIGINT);
     EXPECT_EQ(StopSignals::received(), 0);
+    std::raise(SIGTERM);
+    EXPECT_EQ(StopSignals::received(), SIGTERM);
+    EXPECT_EQ(handlerOf(SIGINT), SIG_IGN);
   }
   std::signal(SIGINT, before);
 }
