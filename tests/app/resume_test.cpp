@@ -14,6 +14,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using korvane_test::expectParts;
 using korvane_test::Outcome;
 using korvane_test::toolLines;
@@ -27,13 +28,15 @@ struct BreakOff : korvane::PassObserver {
   int pass;
 };
 
+constexpr int samples = 300;
+
 class Resume : public korvane_test::ProgramTest {
  protected:
   Resume() {
     app::SynthOptions options;
     options.crosslines = 14;
     options.fold = 8;
-    options.samples = 120;
+    options.samples = samples;
     options.passes = 3;
     makeSurvey(options);
   }
@@ -49,7 +52,7 @@ class Resume : public korvane_test::ProgramTest {
     options.inlines = 5;
     options.crosslines = 6;
     options.fold = 12;
-    options.samples = 120;
+    options.samples = samples;
     options.sectors = 3;
     options.passes = 3;
     return options;
@@ -65,9 +68,9 @@ class Resume : public korvane_test::ProgramTest {
 
   /// Runs the job until the pass of that number is about to begin.
   void runUpTo(int pass) const {
-    korvane_test::Warnings warnings;
-    const host::local::JobFile file = host::local::readJobFile(job(), warnings);
-    host::local::LocalJob local(file, KORVANE_VERSION, warnings);
+    korvane_test::Warnings ignored;
+    const host::local::JobFile file = host::local::readJobFile(job(), ignored);
+    host::local::LocalJob local(file, KORVANE_VERSION, ignored);
     app::RunLog log(std::nullopt);
     app::Checkpointer checkpointer(file, local, log);
     BreakOff breakOff(pass);
@@ -122,7 +125,7 @@ TEST_F(Resume, GivesTheBitsAndLinesOfAnUninterruptedRun) {
 
 TEST_F(Resume, CountsEnsemblesBeforeTheOneThatOpensAPassOnce) {
   std::string gathers = contents("survey/gathers.sgy");
-  const std::size_t trace = 240 + 4 * 120;
+  const std::size_t trace = 240 + 4 * samples;
   for (std::size_t k = 0; k < 8; ++k) gathers[3600 + k * trace + 29] = 2;  // the first CDP is dead
   save("survey/gathers.sgy", gathers);
   const auto tracesOfLastRun = [&] {
@@ -214,8 +217,12 @@ TEST_F(Resume, AStoppedRunSaysHowToGoOnAndTheLogTellsAll) {
     const nlohmann::json event = nlohmann::json::parse(line);
     events.push_back(event.at("event"));
     EXPECT_EQ(event.at("time").get<std::string>().size(), 20u);
-    if (events.back() == "pass") EXPECT_EQ(event.at("pass"), 3);
-    if (events.back() == "end") EXPECT_EQ(event.at("status"), 0);
+    if (events.back() == "pass") {
+      EXPECT_EQ(event.at("pass"), 3);
+    }
+    if (events.back() == "end") {
+      EXPECT_EQ(event.at("status"), 0);
+    }
   }
   events.erase(std::remove(events.begin(), events.end(), "checkpoint"), events.end());  // may be left unfinished
   EXPECT_EQ(events, (std::vector<std::string>{"start", "resume", "pass", "end"}));

@@ -7,10 +7,17 @@
 namespace host::local {
 namespace {
 
+namespace fs = std::filesystem;
 using korvane_test::expectParts;
 using korvane_test::readFile;
 using korvane_test::refusal;
 using korvane_test::writeFile;
+
+CheckpointState before(int pass) {
+  CheckpointState state;
+  state.pass = pass;
+  return state;
+}
 
 class CheckpointFile : public korvane_test::HostTest {
  protected:
@@ -53,13 +60,13 @@ TEST_F(CheckpointFile, ReadsBackWhatWasWritten) {
 }
 
 TEST_F(CheckpointFile, TheEarlierOneStandsUntilTheNewOneIsWhole) {
-  write({.pass = 2});
+  write(before(2));
   {
     CheckpointWriter writer(file);
     writer.add(block("velocity", few));
     EXPECT_EQ(readBack().pass, 2);
     writer.abandon();
-    EXPECT_FALSE(writer.commit(identity, {.pass = 3}));
+    EXPECT_FALSE(writer.commit(identity, before(3)));
   }
   EXPECT_EQ(readBack().pass, 2);
   EXPECT_EQ(std::distance(fs::directory_iterator(folder), fs::directory_iterator()), 1);
@@ -67,7 +74,7 @@ TEST_F(CheckpointFile, TheEarlierOneStandsUntilTheNewOneIsWhole) {
 
 TEST_F(CheckpointFile, EveryDamageIsFound) {
   values.resize(5000);
-  write({.pass = 2});
+  write(before(2));
   const std::string whole = readFile(file);
   const std::size_t blocksEnd = 4096 + 5 * 4096 + 12;  // 20000 bytes of velocity, then few
   std::vector<std::size_t> bytes = {0, 24, 32, 40, 48, 4096, 4096 + 19999, 4096 + 5 * 4096, blocksEnd - 1};
@@ -87,7 +94,7 @@ TEST_F(CheckpointFile, EveryDamageIsFound) {
 }
 
 TEST_F(CheckpointFile, OfAnotherRunOrWithOtherBlocksIsRefused) {
-  write({.pass = 2});
+  write(before(2));
   const RunIdentity other = {{"NUMITER", "6"}, {"input in [data]", "odd \xff name"}, {"NAZIM", "3"}};
   expectParts(refusal([&] { CheckpointReader(file, other); }),
               {"NUMITER was 4, now it is 6", "NAZIM was not set, now it is 3"});

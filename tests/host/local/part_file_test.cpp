@@ -5,6 +5,7 @@
 namespace host::local {
 namespace {
 
+namespace fs = std::filesystem;
 using korvane_test::expectParts;
 using korvane_test::readFile;
 using korvane_test::refusal;
