@@ -27,7 +27,7 @@ if(KORVANE_SANITIZE)
   target_link_options(korvane_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
-option(KORVANE_FUZZ "The fuzz targets in place of the tests (Clang)" OFF)
+option(KORVANE_FUZZ "The fuzz targets (Clang)" OFF)
 if(KORVANE_FUZZ)
   # Loops that count their branches cannot be made vectors of.
   target_compile_options(korvane_flags INTERFACE -fsanitize=fuzzer-no-link -Wno-pass-failed)
