@@ -28,17 +28,19 @@ if(KORVANE_SANITIZE)
 endif()
 
 option(KORVANE_FUZZ "The fuzz targets (Clang)" OFF)
+add_library(korvane_fuzzed INTERFACE)
 if(KORVANE_FUZZ)
   # Loops that count their branches cannot be made vectors of.
-  target_compile_options(korvane_flags INTERFACE -fsanitize=fuzzer-no-link -Wno-pass-failed)
-  target_compile_definitions(korvane_flags INTERFACE KORVANE_BASELINE)
+  target_compile_options(korvane_fuzzed INTERFACE -fsanitize=fuzzer-no-link -Wno-pass-failed)
+  target_compile_definitions(korvane_fuzzed INTERFACE KORVANE_BASELINE)
 endif()
 
 # korvane_library(name libraries...): the sources of the current folder as one library.
 function(korvane_library name)
   file(GLOB sources CONFIGURE_DEPENDS *.cpp)
   add_library(${name} STATIC ${sources})
-  target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:korvane_flags> ${ARGN})
+  target_link_libraries(${name} PUBLIC $<BUILD_INTERFACE:korvane_flags> ${ARGN}
+                                PRIVATE $<BUILD_INTERFACE:korvane_fuzzed>)
 endfunction()
 
 # korvane_kernel(name libraries...): such a library that other programs link too. It is installed with its headers, and

@@ -94,10 +94,6 @@ TEST_F(Faults, AFileThatMayNotGrowIsAnErrorOfWriting) {
   fails("ulimit -f 130", {"--checkpoint"}, {none});
 }
 
-TEST_F(Faults, TooFewProcessesOrTooLittleMemoryAreToldAsSuch) {
-  fails("ulimit -v 30000", {}, {"Resource temporarily unavailable"});
-}
-
 TEST_F(Faults, ALockedDatabaseIsWaitedForAndItsHolderNamed) {
   SQLite::Database holder(in("survey.db"), SQLite::OPEN_READWRITE);
   holder.exec("BEGIN EXCLUSIVE");

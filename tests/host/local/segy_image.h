@@ -79,8 +79,7 @@ struct SegyImage {
 
   std::string sample(double value) const {
     std::string bytes(format == 3 ? 2 : format == 8 ? 1 : 4, '\0');
-    std::uint64_t word = std::uint64_t(std::int64_t(value));
-    if (format == 5) word = std::bit_cast<std::uint32_t>(float(value));
+    std::uint64_t word = format == 5 ? std::bit_cast<std::uint32_t>(float(value)) : std::uint64_t(std::int64_t(value));
     // an IBM float of exponent 6 has a whole number for its fraction
     if (format == 1) word = (value < 0.0 ? 0xc6000000 : 0x46000000) | std::uint64_t(std::abs(value));
     putWord(bytes, 1, word, int(bytes.size()));
