@@ -25,6 +25,7 @@ if(KORVANE_SANITIZE)
   target_compile_options(korvane_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all
                                                  -fno-omit-frame-pointer)
   target_link_options(korvane_flags INTERFACE -fsanitize=address,undefined)
+  target_compile_options(korvane_numeric_warnings INTERFACE -O1)  # the tests spend their time in kernels and driver
 endif()
 
 option(KORVANE_FUZZ "The fuzz targets (Clang)" OFF)
