@@ -6,6 +6,7 @@
 #include <cstring>
 #include <exception>
 #include <nlohmann/json.hpp>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -56,6 +57,10 @@ Checkpointer::Found Checkpointer::find() {
 void Checkpointer::goOn(korvane::RunState& run) {
   if (reader_ == nullptr) return;
   const CheckpointState& state = reader_->state();
+  if (state.pass < 2 || state.pass > run.parameters.niterate + 1) {
+    throw host::local::RunError(file_.string() + ": the checkpoint goes on with pass " + std::to_string(state.pass) +
+                                ", which the run has not. Run the job without --resume, which begins anew.");
+  }
   run.numiter = static_cast<int>(state.pass);
   run.numTraces = state.traces;
   for (const CheckpointBlock& block : blocksOf(korvane::attributeBlocks(run))) reader_->read(block);

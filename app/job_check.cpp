@@ -23,6 +23,7 @@
 #include "host/local/mapped_store.h"
 #include "host/local/problems.h"
 #include "host/local/segy_file.h"
+#include "korvane/boundary.h"
 #include "korvane/gather_pass.h"
 #include "korvane/run_state.h"
 #include "korvane/start_up.h"
@@ -246,6 +247,7 @@ class JobCheck {
     if (problems_.texts().size() > before) return;
     tellTables(run);
     problems_.attempt([&] { checkMemory(run); });
+    problems_.attempt([&] { checkCheckpoint(run); });
     problems_.attempt([&] { checkDisk(run); });
     if (analysed_.ensembles > 0) problems_.attempt([&] { estimateTime(run); });
   }
@@ -268,7 +270,11 @@ class JobCheck {
   }
 
   void checkMemory(const korvane::RunState& run) {
-    const host::local::StorePlan plan = host::local::planStores(korvane::storeBytes(run.parameters));
+    std::vector<std::int64_t> blocks = korvane::storeBytes(run.parameters);
+    if (job_.checkpoint) {  // is written from copies
+      for (const korvane::StoreBlock& block : korvane::velocityBlocks(run)) blocks.push_back(block.bytes);
+    }
+    const host::local::StorePlan plan = host::local::planStores(blocks);
     tell("Memory", "work arrays %s; stores %s, of %s that are there for them",
          megabytes(korvane::workBytes(run)).c_str(), megabytes(plan.inMemory).c_str(),
          megabytes(plan.memoryBudget).c_str());
@@ -279,6 +285,24 @@ class JobCheck {
     if (plan.inScratch <= free) return;
     throw RunError(scratch().string() + ": stores need " + megabytes(plan.inScratch) + ", but " + megabytes(free) +
                    " are free; name a scratch folder with more room, or process a smaller range of CDPs");
+  }
+
+  /// A new checkpoint is written beside the one before; the largest is that of the output pass.
+  void checkCheckpoint(const korvane::RunState& run) {
+    if (!job_.checkpoint) return;
+    korvane::RunState last;
+    last.parameters = run.parameters;
+    last.numiter = run.parameters.niterate + 1;
+    std::int64_t bytes = 0;
+    for (const korvane::StoreBlock& block : korvane::attributeBlocks(last)) bytes += 2 * block.bytes;
+    for (const korvane::StoreBlock& block : korvane::velocityBlocks(last)) bytes += 2 * block.bytes;
+    const fs::path folder = folderOf(job_.database);
+    const std::int64_t free = host::local::freeSpace(folder).value_or(0);
+    tell("Checkpoint", "two take %s in %s, of %s free", megabytes(bytes).c_str(), folder.c_str(),
+         megabytes(free).c_str());
+    if (bytes <= free) return;
+    throw RunError(folder.string() + ": checkpoints need up to " + megabytes(bytes) + ", but " + megabytes(free) +
+                   " are free; make room, or go without (checkpoint in [run])");
   }
 
   /// The output as large as it can become: results at every ensemble that is analysed.

@@ -12,7 +12,7 @@ namespace report {
 namespace {
 
 constexpr int velocityCode = 52, interceptCode = 43, gradientCode = 44;  // trace types
-constexpr int azimuthByte = 233;
+constexpr host::local::HeaderField azimuthField{.byte = 233, .format = host::local::HeaderFormat::float32};
 constexpr int mostPositions = 400, mostTimes = 300, mostPairs = 4000, mostInlines = 3;
 
 /// One line of one sector, the positions along it thinned out.
@@ -48,7 +48,8 @@ class OutputTraces {
       };
       const Place* place = survey_.ofCdp(integer("CDP"));
       if (place == nullptr) continue;
-      const double azimuth = host::local::readField(head, {azimuthByte, host::local::HeaderFormat::float32});
+      const auto mapped = fields.find("VEL_AZIM");
+      const double azimuth = host::local::readField(head, mapped != fields.end() ? mapped->second : azimuthField);
       const double sectors = p.iazimuth != 0 ? azimuth / static_cast<double>(p.zazim) : 0.0;
       const int type = integer("TRC_TYPE");
       if (!(sectors >= 0.0 && sectors < p.nazim)) continue;  // an azimuth that no sector has, or no number
@@ -62,6 +63,7 @@ class OutputTraces {
   static host::local::SegyInput inputOf(const Survey& survey) {
     host::local::SegyInput input = survey.file().input;
     input.file = *survey.file().output;
+    input.format = 0;  // that of the file
     return input;
   }
 

@@ -135,6 +135,8 @@ TEST_F(RunAndCheck, CheckTellsWhatARunWouldFindAndChangesNothing) {
                "CDP 1 to 12; of 12 live ensembles 12 fall inside it, of which 12 reach FOLD",
                "from VEL \"start\" of " + db + ": 12 functions", "to VEL \"refined\": new", "work arrays", "stores",
                "attributes.sgy: at most 48 traces, 0.1 MB, of ", "an estimate from ", "korvane run " + job + "\n"});
+  expectParts(done({"check", job, "--set", "run.checkpoint=true"}),
+              {"Checkpoint  two take ", survey.string(), " free"});
   expectParts(done({"run", "--dry-run", job}), {"at most 48 traces", "korvane run " + job + "\n"});
   EXPECT_TRUE(state() == before);
 

@@ -117,6 +117,12 @@ TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
   EXPECT_GT(limited, 0.0);
   EXPECT_EQ(all.at("convergence").at("revision").at("shape"), json::array({2, 3, 6, 8}));
 
+  replaceInJob("[database]", "[headers]\nVEL_AZIM = { byte = 201, format = \"float32\" }\n\n[database]");
+  EXPECT_EQ(call({"run", job()}).status, 0);
+  EXPECT_TRUE(data().at("attributes") == all.at("attributes")) << "wherever the azimuth of a trace stands";
+  replaceInJob("[headers]\nVEL_AZIM = { byte = 201, format = \"float32\" }\n\n", "");
+  done({"run", job()});
+
   std::string output = contents("survey/attributes.sgy");
   const std::size_t azimuth = 3600 + 232, trace = 240 + 4 * 500;
   output.replace(azimuth, 4, "\x7f\xc0\x00\x00", 4);  // no number
