@@ -184,18 +184,22 @@ class CheckpointReader::File {
 
   void take(const json& trailer, const RunIdentity& identity) {
     refuseOther(trailer.at("identity"), asJson(identity));
-    state_.pass = trailer.at("pass").get<std::int64_t>();
-    state_.traces = trailer.at("traces").get<std::int64_t>();
-    state_.record = trailer.at("record").get<std::int64_t>();
+    state_.pass = whole(trailer.at("pass"));
+    state_.traces = whole(trailer.at("traces"));
+    state_.record = whole(trailer.at("record"));
     const json& place = trailer.at("place");
-    state_.place = {.pass = place.at(0).get<int>(),
-                    .run = place.at(1).get<std::int64_t>(),
-                    .delivered = place.at(2).get<std::int64_t>()};
+    state_.place = {
+        .pass = static_cast<int>(whole(place.at(0))), .run = whole(place.at(1)), .delivered = whole(place.at(2))};
     for (const json& block : trailer.at("blocks")) {
-      blocks_[block.at("name").get<std::string>()] = {block.at("byte").get<std::int64_t>(),
-                                                      block.at("bytes").get<std::int64_t>(),
-                                                      block.at("hash").get<std::uint64_t>()};
+      blocks_[block.at("name").get<std::string>()] = {whole(block.at("byte")), whole(block.at("bytes")),
+                                                      static_cast<std::uint64_t>(whole(block.at("hash")))};
     }
+  }
+
+  /// A number of more than 64 bits comes as a real one.
+  std::int64_t whole(const json& number) const {
+    if (!number.is_number_integer()) damaged("what it says of itself");
+    return number.get<std::int64_t>();
   }
 
   void refuseOther(const json& theirs, const json& ours) const {

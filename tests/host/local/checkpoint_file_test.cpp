@@ -1,5 +1,8 @@
 #include "host/local/checkpoint_file.h"
 
+#include <xxhash.h>
+
+#include <cstring>
 #include <numeric>
 
 #include "tests/support/host_test.h"
@@ -91,6 +94,29 @@ TEST_F(CheckpointFile, EveryDamageIsFound) {
   }
   writeFile(file, whole);
   EXPECT_EQ(readBack().pass, 2);
+}
+
+TEST_F(CheckpointFile, NumbersThatAreNoneOfItsAreRefused) {
+  few = {1.0f};
+  values = few;
+  write(before(2));
+  const std::string whole = readFile(file);
+  const std::size_t at = whole.find("{\"blocks\""), pass = whole.find("\"pass\":2");
+  ASSERT_NE(pass, std::string::npos);
+  const auto forge = [&](const std::string& number) {
+    const std::string text = whole.substr(at, pass + 7 - at) + number + whole.substr(pass + 8);
+    std::string forged = whole.substr(0, at) + text;
+    const std::uint64_t length = text.size(), hash = XXH3_64bits(text.data(), text.size());
+    std::memcpy(&forged[40], &length, sizeof length);
+    std::memcpy(&forged[48], &hash, sizeof hash);
+    writeFile(file, forged);
+  };
+  forge("14");
+  EXPECT_EQ(readBack().pass, 14);
+  for (const std::string number : {"1e30", "92233720368547758074905398146289433", "\"2\"", "null", "[]"}) {
+    forge(number);
+    expectParts(refusal([&] { readBack(); }), {"damaged (what it says of itself)"});
+  }
 }
 
 TEST_F(CheckpointFile, OfAnotherRunOrWithOtherBlocksIsRefused) {
