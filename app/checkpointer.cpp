@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "korvane/boundary.h"
+#include "korvane/gather_pass.h"
 
 namespace app {
 
@@ -48,7 +49,8 @@ std::filesystem::path Checkpointer::fileOf(const host::local::JobFile& file) {
 }
 
 Checkpointer::Found Checkpointer::find() {
-  if (!std::filesystem::exists(file_)) return Found::nothing;
+  std::error_code unknown;  // what cannot be looked at, the reader tells about
+  if (!std::filesystem::exists(file_, unknown) && !unknown) return Found::nothing;
   reader_ = std::make_unique<CheckpointReader>(file_, identity_);
   passKept_ = static_cast<int>(reader_->state().pass);
   return job_.takeUp(reader_->state().record) ? Found::brokenRun : Found::completedRun;
@@ -72,10 +74,9 @@ void Checkpointer::goOn(korvane::RunState& run) {
 }
 
 void Checkpointer::gathered(const korvane::RunState& run) {
-  const korvane::Parameters& p = run.parameters;
   finishWriting();
   writer_.reset();
-  if (p.iprestack != 0 && run.numiter == p.niterate) return;
+  if (korvane::emitsPrestack(run)) return;
   writer_ = std::make_unique<CheckpointWriter>(file_);
   writing_ = std::async(std::launch::async, [this, blocks = blocksOf(korvane::attributeBlocks(run))] {
     for (const CheckpointBlock& block : blocks) writer_->add(block);

@@ -75,8 +75,9 @@ int commandLine(int argc, char** argv) {
     report("The system gives no more memory. Free some, or ask for less: fewer threads, a smaller grid.");
     return 1;
   } catch (const std::system_error& error) {
+    const bool limit = error.code() == std::errc::resource_unavailable_try_again;
     report("The system refuses what the program needs: " + std::string(error.what()) +
-           ". See the limits on memory and processes (ulimit -a), or take fewer threads.");
+           (limit ? ". See the limits on memory and processes (ulimit -a), or take fewer threads." : ""));
     return 1;
   } catch (const std::exception& error) {
     report(error.what());

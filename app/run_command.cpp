@@ -16,6 +16,7 @@ void addRun(CLI::App& cli) {
   command->add_flag("--dry-run", *dry, "check the job and stop, as 'korvane check' does");
   command->add_flag("--checkpoint", arguments->checkpoint, "keep the state of the run on disk between the passes");
   command->add_flag("--resume", arguments->resume, "go on from the checkpoint of a run that broke off, and keep one");
+  command->add_option("--log", arguments->log, "file to add a line of JSON to for every event of the run");
   command->footer(
       "Examples:\n"
       "  korvane run line.toml\n"
@@ -24,7 +25,6 @@ void addRun(CLI::App& cli) {
       "  korvane run line.toml --checkpoint || korvane run line.toml --resume\n"
       "\nCtrl-C stops at the next ensemble and changes nothing; a second one ends at once.\n"
       "Exit status: 0 done, 1 failed, 2 not understood, 130 or 143 stopped by SIGINT or SIGTERM.");
-  command->add_option("--log", arguments->log, "file to add a line of JSON to for every event of the run");
   command->callback([arguments, dry] {
     if (*dry) {
       checkJob(*arguments);

@@ -37,7 +37,7 @@ RunLog::RunLog(const std::optional<std::filesystem::path>& file) {
   }
 }
 
-void RunLog::write(const char* event, nlohmann::json facts) {
+void RunLog::write(const char* event, nlohmann::ordered_json facts) {
   if (descriptor_.number < 0) return;
   nlohmann::ordered_json line = {{"time", timeNow()}, {"event", event}};
   for (auto& [name, value] : facts.items()) line[name] = std::move(value);

@@ -17,7 +17,7 @@ class RunLog {
   explicit RunLog(const std::optional<std::filesystem::path>& file);
 
   /// @param facts  of the event, an object. A line that cannot be written is lost, and no reason to stop a run.
-  void write(const char* event, nlohmann::json facts);
+  void write(const char* event, nlohmann::ordered_json facts);
 
  private:
   host::local::Descriptor descriptor_;

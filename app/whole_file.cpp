@@ -32,7 +32,7 @@ void writeWhole(const fs::path& file, const std::string& what, const std::string
   }
   const fs::file_status there = fs::status(file, error);
   if (fs::is_character_file(there) || fs::is_fifo(there)) return writeDirectly(file, what, content);
-  host::local::PartFile out(fs::is_symlink(file, error) ? fs::weakly_canonical(file, error) : file, what);
+  host::local::PartFile out(file, what);
   out.write(content.data(), content.size());
   out.commit();
 }

@@ -4,14 +4,15 @@
 
 #include <algorithm>
 
-#include "avo/avo.h"
+#include "korvane/gather_pass.h"
+#include "korvane/storage.h"
 
 namespace korvane {
 
 namespace {
 
 StoreBlock block(const RunState& run, const char* name, void* store, int rowLength) {
-  return {name, store, 4 * static_cast<std::int64_t>(rowLength) * run.parameters.slots()};
+  return {name, store, rowsBytes(run.parameters, rowLength)};
 }
 
 }  // namespace
@@ -31,18 +32,13 @@ std::vector<StoreBlock> velocityBlocks(const RunState& run) {
   return blocks;
 }
 
-bool outputComes(const RunState& run) { return run.numiter == run.parameters.niterate + 1; }
+bool outputComes(const RunState& run) { return run.numiter > 1 && run.numiter == run.parameters.niterate + 1; }
 
 void completeStores(RunState& run) {
-  const Parameters& p = run.parameters;
-  const Stores& st = run.stores;
-  std::fill_n(st.ilsamp, p.slots(), 0);
-  tbb::parallel_for(std::int64_t{0}, p.slots(), [&](std::int64_t slot) {
-    if (st.istore[slot] == 0) return;
-    const std::int64_t row = slot * p.idiff;
-    const int one = 1;
-    avo::a_mahlbt(st.astore + row, st.ahstore + row, p.idiff, one, p.idiff, run.constants.ihilbt);
-    avo::a_mahlbt(st.bstore + row, st.bhstore + row, p.idiff, one, p.idiff, run.constants.ihilbt);
+  const std::int64_t slots = run.parameters.slots();
+  std::fill_n(run.stores.ilsamp, slots, 0);
+  tbb::parallel_for(std::int64_t{0}, slots, [&](std::int64_t slot) {
+    if (run.stores.istore[slot] != 0) storeHilbertTransforms(run, slot);
   });
 }
 

@@ -121,10 +121,6 @@ void makeSlowness(const RunState& run, Work& w) {
   }
 }
 
-bool emitsPrestack(const RunState& run) {
-  return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
-}
-
 /// Moves the traces from .. to - 1 of the ensemble out and shifts them by their statics, each in its place, and finds
 /// their sectors. Traces that are dead, or whose sector dropped out in an earlier pass, get sector -1 and stay as they
 /// are. Different traces may be moved side by side, each with the arrays of a flow of its own, `scratch`.
@@ -230,9 +226,7 @@ void storeSector(RunState& run, const SectorWork& sector, int s, const Ensemble&
   std::fill_n(st.vastore + velocityRow, p.nt, 0.0f);
   std::copy_n(w.tro.data(), p.idiff, st.astore + attributeRow);
   std::copy_n(w.tro.data() + p.idiff, p.idiff, st.bstore + attributeRow);
-  const int one = 1;
-  avo::a_mahlbt(st.astore + attributeRow, st.ahstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
-  avo::a_mahlbt(st.bstore + attributeRow, st.bhstore + attributeRow, p.idiff, one, p.idiff, run.constants.ihilbt);
+  storeHilbertTransforms(run, slot);
 }
 
 /// Smooths the sector's velocity, solves and stores it; `head` is the header of the sector's output traces.
@@ -410,6 +404,19 @@ void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, f
   moveout::a_samvot(scratch.trsave.data(), sloth, scratch.rcoef.data(), trace, scratch.tempTrc1.data(),
                     scratch.tempTrc2.data(), p.nt, c.ilen, first, last, std::abs(offset), first, 0.0f, c.dtt, first,
                     last);
+}
+
+bool emitsPrestack(const RunState& run) {
+  return run.parameters.iprestack != 0 && run.numiter == run.parameters.niterate;
+}
+
+void storeHilbertTransforms(const RunState& run, std::int64_t slot) {
+  const Parameters& p = run.parameters;
+  const Stores& st = run.stores;
+  const std::int64_t row = slot * p.idiff;
+  const int one = 1;
+  avo::a_mahlbt(st.astore + row, st.ahstore + row, p.idiff, one, p.idiff, run.constants.ihilbt);
+  avo::a_mahlbt(st.bstore + row, st.bhstore + row, p.idiff, one, p.idiff, run.constants.ihilbt);
 }
 
 int gatherPass(RunState& run) {

@@ -21,6 +21,13 @@ int azimuthSector(const Parameters& p, const Constants& c, const std::int32_t* h
 void moveTraceOut(const Parameters& p, const Constants& c, const float* sloth, float offset, float* trace,
                   Work& scratch);
 
+/// The current pass puts out its moved traces.
+bool emitsPrestack(const RunState& run);
+
+/// Transforms A and B of a row of the stores.
+// reads: parameters, constants, stores.astore, bstore   writes: stores.ahstore, bhstore
+void storeHilbertTransforms(const RunState& run, std::int64_t slot);
+
 /// What analysing some ensembles took.
 struct Trial {
   int ensembles = 0;

@@ -64,27 +64,29 @@ std::size_t flowsOfGatherPass() {
   return threads > 1 ? static_cast<std::size_t>(2 * threads) : 1;
 }
 
-/// Bytes of a store whose rows hold that many values.
-std::int64_t rowsBytes(const Parameters& p, int rowLength) {
-  return 4 * static_cast<std::int64_t>(rowLength) * p.slots();
+/// Calls visit(store, rowLength) for every store, in the order in which they are made.
+template <class Visit>
+void forEachStore(const Parameters& p, Stores& s, Visit visit) {
+  visit(s.vstore, p.nt);
+  visit(s.vastore, p.nt);
+  visit(s.istore, 1);
+  visit(s.ilsamp, 1);
+  visit(s.cdpstore, 1);
+  visit(s.astore, p.idiff);
+  visit(s.bstore, p.idiff);
+  visit(s.ahstore, p.idiff);
+  visit(s.bhstore, p.idiff);
 }
 
-template <class Value>
-void mapRows(const Parameters& p, int rowLength, Value*& store) {
-  static_assert(sizeof(Value) == 4);
-  store = static_cast<Value*>(host::mapMemory(rowsBytes(p, rowLength)));
-}
-
-void mapStores(const Parameters& p, Stores& s) {
-  mapRows(p, p.nt, s.vstore);
-  mapRows(p, p.nt, s.vastore);
-  mapRows(p, 1, s.istore);
-  mapRows(p, 1, s.ilsamp);
-  mapRows(p, 1, s.cdpstore);
-  mapRows(p, p.idiff, s.astore);
-  mapRows(p, p.idiff, s.bstore);
-  mapRows(p, p.idiff, s.ahstore);
-  mapRows(p, p.idiff, s.bhstore);
+/// @return false when there is no room for one
+bool mapStores(const Parameters& p, Stores& s) {
+  bool complete = true;
+  forEachStore(p, s, [&]<class Value>(Value*& store, int rowLength) {
+    static_assert(sizeof(Value) == 4);
+    store = static_cast<Value*>(host::mapMemory(rowsBytes(p, rowLength)));
+    complete = complete && store != nullptr;
+  });
+  return complete;
 }
 
 }  // namespace
@@ -129,21 +131,22 @@ void makeStorage(RunState& run) {
   }
 
   Stores& s = run.stores;
-  mapStores(p, s);
+  const bool complete = mapStores(p, s);
   std::printf("\n%s: Memory Used: %10f MB\n\n", toolName, reportedMegabytes(n));
-  const bool complete =
-      s.vstore && s.vastore && s.astore && s.bstore && s.ahstore && s.bhstore && s.istore && s.cdpstore && s.ilsamp;
   if (!complete) host::stErrFatal("\n%s: Error during memory malloc.\n\n", toolName);
 
   // a CDP without data of its own is revised and read back when its neighbours suffice
   std::fill_n(s.vstore, p.slots() * p.nt, 0.0f);
 }
 
+std::int64_t rowsBytes(const Parameters& p, int rowLength) {
+  return 4 * static_cast<std::int64_t>(rowLength) * p.slots();
+}
+
 std::vector<std::int64_t> storeBytes(const Parameters& p) {
+  Stores none;
   std::vector<std::int64_t> bytes;
-  for (const int rowLength : {p.nt, p.nt, 1, 1, 1, p.idiff, p.idiff, p.idiff, p.idiff}) {
-    bytes.push_back(rowsBytes(p, rowLength));
-  }
+  forEachStore(p, none, [&](auto* /*store*/, int rowLength) { bytes.push_back(rowsBytes(p, rowLength)); });
   return bytes;
 }
 

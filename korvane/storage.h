@@ -14,6 +14,8 @@ void makeStorage(RunState& run);
 /// Makes the work arrays of one flow. @throws std::bad_alloc
 void makeWork(const Parameters& p, const Constants& c, Work& w);
 
+/// Bytes of a store whose rows hold that many values.
+std::int64_t rowsBytes(const Parameters& p, int rowLength);
 /// Bytes of the stores, one after the other, in the order in which they are made.
 std::vector<std::int64_t> storeBytes(const Parameters& p);
 /// Bytes that the work arrays take, by the count that makeStorage prints, for the ensembles under way.

@@ -94,7 +94,6 @@ class CheckpointWriter::File {
     file_.writeAt(text.data(), text.size(), end_);
     const Head head{
         .trailerByte = end_, .trailerBytes = static_cast<std::int64_t>(text.size()), .trailerHash = hashOf(text)};
-    file_.secure();
     file_.writeAt(&head, sizeof head, 0);
     file_.commit();
     return true;

@@ -27,7 +27,7 @@ struct CheckpointBlock {
 
 /// Writes a checkpoint beside the earlier one, past the page cache where the file system can: the blocks from a page
 /// boundary each, and behind them, in JSON, identity, state and a checksum of every block. The first page says where
-/// that is and is written last. Errors are RunError.
+/// that is. Errors are RunError.
 class CheckpointWriter {
  public:
   explicit CheckpointWriter(std::filesystem::path target);

@@ -22,7 +22,7 @@ class PassTimes {
   /// An ensemble is asked for. The tool revises velocities with the ensemble that opens a pass in hand, so that the
   /// pass before it ends here.
   void ask(std::int64_t delivered) {
-    if (passes_.empty() || start_ == Clock::time_point{}) start_ = Clock::now();
+    if (passes_.empty()) start_ = Clock::now();
     if (opened_ && passes_.size() > 1) end(passes_[passes_.size() - 2]);
     opened_ = false;
     delivered_ = delivered;
@@ -30,8 +30,8 @@ class PassTimes {
 
   /// @param delivered  traces up to the ensemble that was asked for
   void deliver(bool opens, std::int64_t delivered) {
-    if (opens) passes_.emplace_back();
     if (delivered > delivered_) {
+      if (opens || passes_.empty()) passes_.emplace_back();  // a run may go on behind the first ensemble of a pass
       passes_.back().traces += delivered - delivered_;
     } else if (!passes_.empty()) {
       end(passes_.back());
@@ -40,10 +40,7 @@ class PassTimes {
   }
 
   /// The passes before that one were made earlier.
-  void goOn(int pass) {
-    first_ = pass;
-    passes_.emplace_back();
-  }
+  void goOn(int pass) { first_ = pass; }
 
   int first() const { return first_; }  ///< number of the first pass here
   int current() const { return first_ + static_cast<int>(passes_.size()) - 1; }

@@ -58,13 +58,12 @@ class SegyWriter::File {
   }
 
   void secure() {
-    flush();
-    finishWriting();
+    writeAll();
     file_.secure();
   }
 
   void commit() {
-    secure();
+    writeAll();
     file_.commit();
   }
 
@@ -84,6 +83,10 @@ class SegyWriter::File {
   }
   void finishWriting() {
     if (writing_.valid()) writing_.get();
+  }
+  void writeAll() {
+    flush();
+    finishWriting();
   }
 
   PartFile file_;

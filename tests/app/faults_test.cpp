@@ -3,16 +3,14 @@
 #include <sys/stat.h>
 
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "app/run_log.h"
-#include "app/synth.h"
 #include "host/local/local_job.h"
 #include "korvane/run.h"
 #include "korvane/run_state.h"
-#include "tests/support/program.h"
+#include "tests/support/survey_test.h"
 
 namespace {
 
@@ -22,27 +20,17 @@ using korvane_test::Outcome;
 using korvane_test::refusal;
 
 /// A survey that was run once; then the system fails while it is run again.
-class Faults : public korvane_test::ProgramTest {
+class Faults : public korvane_test::SurveyTest {
  protected:
   Faults() {
     app::SynthOptions options;
-    options.folder = folder / "survey";
     options.crosslines = 40;
     options.fold = 8;
     options.samples = 300;
     options.passes = 2;
-    std::ostringstream log;
-    app::synthesise(options, log);
+    makeSurvey(options);
     done({"run", job()});
-    before = results();
-  }
-
-  std::string job() const { return path("survey/job.toml"); }
-  std::string in(const std::string& name) const { return path("survey/" + name); }
-
-  std::string results() const {
-    done({"table", "export", in("survey.db"), "VEL", "refined", path("refined.csv")});
-    return contents("refined.csv") + contents("survey/attributes.sgy");
+    before = results("VEL");
   }
 
   /// A run under a limit of the shell, which has to fail with one message and leave what was there.
@@ -57,7 +45,7 @@ class Faults : public korvane_test::ProgramTest {
   }
 
   void expectAsBefore() const {
-    EXPECT_TRUE(results() == before);
+    EXPECT_TRUE(results("VEL") == before);
     for (const auto& entry : fs::directory_iterator(path("survey"))) {
       EXPECT_NE(entry.path().extension(), ".part");
       EXPECT_NE(entry.path().extension(), ".checkpoint");
@@ -90,12 +78,12 @@ class Faults : public korvane_test::ProgramTest {
 TEST_F(Faults, AFileThatMayNotGrowIsAnErrorOfWriting) {
   fails("ulimit -f 100", {},
         {"attributes.sgy: the output file cannot be written: File too large", "Nothing was changed"});
-  const std::string none = in("survey.db") + ".job.toml.checkpoint: the checkpoint cannot be written: File too large";
+  const std::string none = database() + ".job.toml.checkpoint: the checkpoint cannot be written: File too large";
   fails("ulimit -f 130", {"--checkpoint"}, {none});
 }
 
 TEST_F(Faults, ALockedDatabaseIsWaitedForAndItsHolderNamed) {
-  SQLite::Database holder(in("survey.db"), SQLite::OPEN_READWRITE);
+  SQLite::Database holder(database(), SQLite::OPEN_READWRITE);
   holder.exec("BEGIN EXCLUSIVE");
   const Outcome run = call({"run", job()});
   holder.exec("COMMIT");
@@ -107,13 +95,13 @@ TEST_F(Faults, ALockedDatabaseIsWaitedForAndItsHolderNamed) {
 TEST_F(Faults, HalfATransactionOfAKilledProgramIsRolledBackBeforeReading) {
   // a journal on disk beside a database that nobody has open
   {
-    SQLite::Database writer(in("survey.db"), SQLite::OPEN_READWRITE);
+    SQLite::Database writer(database(), SQLite::OPEN_READWRITE);
     writer.exec("PRAGMA cache_size = 1; BEGIN EXCLUSIVE; DELETE FROM korvane_function");
-    fs::copy_file(in("survey.db"), in("killed.db"));
+    fs::copy_file(database(), in("killed.db"));
     fs::copy_file(in("survey.db-journal"), in("killed.db-journal"));
     writer.exec("ROLLBACK");
   }
-  fs::rename(in("killed.db"), in("survey.db"));
+  fs::rename(in("killed.db"), database());
   fs::rename(in("killed.db-journal"), in("survey.db-journal"));
   expectAsBefore();
 }
@@ -128,7 +116,7 @@ TEST_F(Faults, DataThatChangeBetweenPassesEndTheRun) {
   save("survey/gathers.sgy", gathers);
   expectAsBefore();
   EXPECT_EQ(refusalOfARunDisturbed([&] { fs::remove(in("gathers.sgy")); }), "not refused") << "it is still open";
-  EXPECT_TRUE(results() == before);
+  EXPECT_TRUE(results("VEL") == before);
 }
 
 TEST_F(Faults, AFullDiskLeavesWhatWasThere) {

@@ -6,11 +6,10 @@
 
 #include "app/checkpointer.h"
 #include "app/run_log.h"
-#include "app/synth.h"
 #include "host/local/local_job.h"
 #include "korvane/boundary.h"
 #include "korvane/run.h"
-#include "tests/support/program.h"
+#include "tests/support/survey_test.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ struct BreakOff : korvane::PassObserver {
 
 constexpr int samples = 300;
 
-class Resume : public korvane_test::ProgramTest {
+class Resume : public korvane_test::SurveyTest {
  protected:
   Resume() {
     app::SynthOptions options;
@@ -41,12 +40,6 @@ class Resume : public korvane_test::ProgramTest {
     makeSurvey(options);
   }
 
-  void makeSurvey(app::SynthOptions options) {
-    options.folder = folder / "survey";
-    fs::remove_all(options.folder);
-    std::ostringstream log;
-    app::synthesise(options, log);
-  }
   static app::SynthOptions sectors() {
     app::SynthOptions options;
     options.inlines = 5;
@@ -57,14 +50,7 @@ class Resume : public korvane_test::ProgramTest {
     options.passes = 3;
     return options;
   }
-  std::string job() const { return path("survey/job.toml"); }
-  std::string checkpoint() const { return path("survey/survey.db.job.toml.checkpoint"); }
-  void replaceInJob(const std::string& from, const std::string& to) const {
-    std::string text = contents("survey/job.toml");
-    const std::size_t at = text.find(from);
-    ASSERT_NE(at, std::string::npos) << from;
-    save("survey/job.toml", text.replace(at, from.size(), to));
-  }
+  std::string checkpoint() const { return in("survey.db.job.toml.checkpoint"); }
 
   /// Runs the job until the pass of that number is about to begin.
   void runUpTo(int pass) const {
@@ -81,12 +67,6 @@ class Resume : public korvane_test::ProgramTest {
     testing::internal::GetCapturedStdout();
   }
 
-  /// Everything that a run writes.
-  std::string results(const std::string& type) const {
-    done({"table", "export", path("survey/survey.db"), type, "refined", path("refined.csv")});
-    return contents("refined.csv") + contents("survey/attributes.sgy");
-  }
-
   /// The lines of the tool behind its start-up.
   static std::string passLines(const std::string& out, int pass, int passes) {
     const std::string first =
@@ -100,8 +80,8 @@ class Resume : public korvane_test::ProgramTest {
     const std::string whole = results(type);
     for (int pass = 2; pass <= 4; ++pass) {
       SCOPED_TRACE("broken off before pass " + std::to_string(pass));
-      fs::remove(path("survey/attributes.sgy"));
-      done({"table", "delete", path("survey/survey.db"), type, "refined"});
+      fs::remove(in("attributes.sgy"));
+      done({"table", "delete", database(), type, "refined"});
       runUpTo(pass);
       ASSERT_TRUE(fs::exists(checkpoint()));
       const std::string resumed = done({"run", job(), "--resume"});
@@ -129,8 +109,8 @@ TEST_F(Resume, CountsEnsemblesBeforeTheOneThatOpensAPassOnce) {
   for (std::size_t k = 0; k < 8; ++k) gathers[3600 + k * trace + 29] = 2;  // the first CDP is dead
   save("survey/gathers.sgy", gathers);
   const auto tracesOfLastRun = [&] {
-    const host::local::Database database(path("survey/survey.db"), host::local::Database::Access::read);
-    return database.runs().back().traces;
+    const host::local::Database records(database(), host::local::Database::Access::read);
+    return records.runs().back().traces;
   };
   expectTheSameFromEveryBoundary("VEL");
   const std::int64_t resumed = tracesOfLastRun();
@@ -144,7 +124,7 @@ TEST_F(Resume, OfAPrestackRunGoesBackToThePassThatPutsTracesOut) {
     std::vector<std::string> all = {"run", job()};
     all.insert(all.end(), words.begin(), words.end());
     EXPECT_EQ(call(all).status, 0);
-    return contents("survey/attributes.sgy");
+    return output();
   };
   const std::string whole = run({});
   runUpTo(4);
@@ -156,12 +136,18 @@ TEST_F(Resume, OfAPrestackRunGoesBackToThePassThatPutsTracesOut) {
 
 TEST_F(Resume, KeepsOneRecordOfTheRunWithEveryPass) {
   runUpTo(3);
-  done({"run", job(), "--resume"});
-  const host::local::Database database(path("survey/survey.db"), host::local::Database::Access::read);
-  const auto runs = database.runs();
-  ASSERT_EQ(runs.size(), 1u);
-  EXPECT_EQ(runs[0].result, "completed");
-  EXPECT_EQ(database.passes(runs[0].id).back().pass, 3);
+  const std::string out = done({"run", job(), "--resume"});
+  const std::size_t summary = out.find("Done  ");
+  ASSERT_NE(summary, std::string::npos);
+  expectParts(out.substr(summary), {"\nPass 3      112 traces", "\nOutput pass 112 traces"});
+  for (const char* pass : {"Pass 2", "Pass 4", "Pass 5", " 0 traces"}) {
+    EXPECT_EQ(out.find(pass, summary), std::string::npos) << pass;
+  }
+  const host::local::Database records(database(), host::local::Database::Access::read);
+  const auto all = records.runs();
+  ASSERT_EQ(all.size(), 1u);
+  EXPECT_EQ(all[0].result, "completed");
+  EXPECT_EQ(records.passes(all[0].id).back().pass, 3);
 }
 
 TEST_F(Resume, BeginsAnewWithoutACheckpointAndEndsWhereNothingIsLeft) {
@@ -196,10 +182,9 @@ TEST_F(Resume, RefusesTheCheckpointOfAnotherRunAndNamesTheDifference) {
 
   const std::string start = contents("survey/start.csv");
   save("survey/other.csv", std::string(start).replace(start.rfind(','), 1, ",1"));
-  const std::string database = path("survey/survey.db");
-  done({"table", "import", database, "VEL", "start", path("survey/other.csv")});
+  done({"table", "import", database(), "VEL", "start", path("survey/other.csv")});
   expectParts(refused({}), {"table VEL \"start\" was of content"});
-  done({"table", "import", database, "VEL", "start", path("survey/start.csv")});
+  done({"table", "import", database(), "VEL", "start", in("start.csv")});
 
   std::string gathers = contents("survey/gathers.sgy");
   gathers[100] = static_cast<char>(gathers[100] ^ 1);

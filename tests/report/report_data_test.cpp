@@ -2,14 +2,12 @@
 
 #include <cmath>
 #include <filesystem>
-#include <sstream>
 
-#include "app/synth.h"
 #include "host/local/job_file.h"
 #include "host/local/local_job.h"
 #include "report/survey.h"
 #include "tests/report/unpacked.h"
-#include "tests/support/program.h"
+#include "tests/support/survey_test.h"
 
 namespace {
 
@@ -17,36 +15,20 @@ using korvane_test::expectParts;
 using korvane_test::unpacked;
 using nlohmann::json;
 
-struct Silence : host::local::MessageSink {
-  void warn(const std::string& /*message*/) override {}
-};
-
 /// Synthetic surveys and the data of their report.
-class ReportData : public korvane_test::ProgramTest {
+class ReportData : public korvane_test::SurveyTest {
  protected:
-  void makeSurvey(app::SynthOptions options) const {
-    options.folder = folder / "survey";
-    std::ostringstream log;
-    app::synthesise(options, log);
-  }
   static app::SynthOptions line() {
     app::SynthOptions options;
     options.crosslines = 40;
     options.passes = 2;
     return options;
   }
-  std::string job() const { return path("survey/job.toml"); }
-  void replaceInJob(const std::string& from, const std::string& to) const {
-    std::string text = contents("survey/job.toml");
-    const std::size_t at = text.find(from);
-    ASSERT_NE(at, std::string::npos) << from;
-    save("survey/job.toml", text.replace(at, from.size(), to));
-  }
 
   json data(const std::vector<int>& cdps = {}) const {
-    Silence silence;
-    const host::local::JobFile file = host::local::readJobFile(job(), silence);
-    host::local::LocalJob local(file, "1", silence);
+    korvane_test::Warnings ignored;
+    const host::local::JobFile file = host::local::readJobFile(job(), ignored);
+    host::local::LocalJob local(file, "1", ignored);
     const host::local::JobScope scope(local.job());
     return json::parse(report::reportData(report::Survey(file, local), cdps, "1", {"odd"}));
   }
@@ -123,11 +105,11 @@ TEST_F(ReportData, OfASurveyInSectorsHasEachSectorsVelocities) {
   replaceInJob("[headers]\nVEL_AZIM = { byte = 201, format = \"float32\" }\n\n", "");
   done({"run", job()});
 
-  std::string output = contents("survey/attributes.sgy");
+  std::string traces = output();
   const std::size_t azimuth = 3600 + 232, trace = 240 + 4 * 500;
-  output.replace(azimuth, 4, "\x7f\xc0\x00\x00", 4);  // no number
-  output.replace(azimuth + trace, 4, "\x7f\x7f\xff\xff", 4);
-  save("survey/attributes.sgy", output);
+  traces.replace(azimuth, 4, "\x7f\xc0\x00\x00", 4);  // no number
+  traces.replace(azimuth + trace, 4, "\x7f\x7f\xff\xff", 4);
+  save("survey/attributes.sgy", traces);
   EXPECT_EQ(data().at("attributes").at("lines").size(), 3u) << "traces of no sector are passed over";
 }
 
