@@ -4,6 +4,8 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <string>
+#include <utility>
 
 #include "korvane/grid_sample.h"
 
@@ -42,6 +44,22 @@ Sums sumsOf(std::span<const float> ratio) {
     ++sums.samples;
   }
   return sums;
+}
+
+/// What makes the revision of a pass doubtful; empty: nothing.
+std::string doubtsAbout(const PassRecord& pass) {
+  constexpr double mostLimited = 0.5;
+  const std::string see = " See 'korvane scan' for the amplitudes of the input: their squares have to lie ";
+  if (pass.revised > 0 && pass.rms == 0.0) {
+    return "no velocity was changed, as the products of intercept and gradient vanish." + see + "above 1e-38.";
+  }
+  if (pass.limited > mostLimited) {
+    return "limits held " + std::to_string(std::lround(100.0 * pass.limited)) +
+           " % of the samples of the revised velocities, which then tell little of the data. Smooth more (VELFILT, "
+           "CORRWIN), or begin with better velocities." +
+           see + "below 1e38.";
+  }
+  return {};
 }
 
 }  // namespace
@@ -84,6 +102,10 @@ void PassRecorder::revised(const korvane::RunState& run) {
   const auto now = std::chrono::steady_clock::now();
   record.seconds = std::chrono::duration<double>(now - begin_).count();
   job_.recordPass(record);
+  const std::string doubts = doubtsAbout(record);
+  if (!doubts.empty() && !std::exchange(warned_, true)) {
+    job_.job().messages.warn("pass " + std::to_string(record.pass) + ": " + doubts);
+  }
   log_.write("pass", {{"pass", record.pass},
                       {"of", p.niterate},
                       {"traces", record.traces},

@@ -10,7 +10,8 @@
 
 namespace app {
 
-/// Adds to the record of a run, and to its log, what each pass did to the velocities.
+/// Adds to the record of a run, and to its log, what each pass did to the velocities, and warns, once, when that is
+/// doubtful.
 class PassRecorder : public korvane::PassObserver {
  public:
   PassRecorder(host::local::LocalJob& job, RunLog& log) : job_(job), log_(log) {}
@@ -22,6 +23,7 @@ class PassRecorder : public korvane::PassObserver {
   RunLog& log_;
   std::chrono::steady_clock::time_point begin_;
   std::int64_t tracesBefore_ = 0;
+  bool warned_ = false;
 };
 
 }  // namespace app

@@ -13,24 +13,12 @@
 
 namespace {
 
+using korvane_test::gather;
 using korvane_test::lineJob;
 using korvane_test::MemoryJob;
 using korvane_test::printedBy;
 using korvane_test::refusal;
 using korvane_test::Trace;
-
-/// A gather whose amplitudes change with offset, so that intercept and gradient are not zero.
-std::vector<Trace> gather(int cdp, int traces) {
-  std::vector<Trace> ensemble;
-  for (int j = 0; j < traces; ++j) {
-    Trace trace{.cdp = cdp, .offset = 50.0f * static_cast<float>(j + 1), .fold = traces};
-    for (int i = 0; i < 100; ++i) {
-      trace.samples.push_back(std::sin(0.7f * static_cast<float>(i)) * (1.0f + 0.1f * static_cast<float>(j)));
-    }
-    ensemble.push_back(std::move(trace));
-  }
-  return ensemble;
-}
 
 /// Start-up and all analysis passes.
 struct Analysed : korvane_test::StartedRun {

@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 #include <variant>
+#include <vector>
 
 #include "korvane/run_state.h"
 #include "korvane/start_up.h"
@@ -22,6 +25,19 @@ inline std::unique_ptr<MemoryJob> lineJob(int nt, const std::map<std::string, Va
   job->parameterValues["VAZNAMO"] = "vout";
   for (const auto& [key, value] : changes) job->parameterValues[key] = value;
   return job;
+}
+
+/// A gather whose amplitudes change with offset, so that intercept and gradient are not zero.
+inline std::vector<Trace> gather(int cdp, int traces) {
+  std::vector<Trace> ensemble;
+  for (int j = 0; j < traces; ++j) {
+    Trace trace{.cdp = cdp, .offset = 50.0f * static_cast<float>(j + 1), .fold = traces};
+    for (int i = 0; i < 100; ++i) {
+      trace.samples.push_back(std::sin(0.7f * static_cast<float>(i)) * (1.0f + 0.1f * static_cast<float>(j)));
+    }
+    ensemble.push_back(std::move(trace));
+  }
+  return ensemble;
 }
 
 /// What the work prints.

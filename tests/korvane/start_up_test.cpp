@@ -88,9 +88,11 @@ TEST(StartUp, StopsWithTheReason) {
     const auto job = lineJob(100, {{"HORNAME", "no entry"}, {c.key, c.value}});
     EXPECT_EQ(refusal([&] { StartedRun{*job}; }), c.message);
   }
-  const auto job = lineJob(100);
-  job->roomForStores = false;
-  EXPECT_EQ(refusal([&] { StartedRun{*job}; }), "\nKORVANE: Error during memory malloc.\n\n");
+  for (std::size_t stores = 0; stores < 9; ++stores) {
+    const auto job = lineJob(100);
+    job->roomForStores = stores;
+    EXPECT_EQ(refusal([&] { StartedRun{*job}; }), "\nKORVANE: Error during memory malloc.\n\n") << stores;
+  }
 }
 
 TEST(StartUp, CountsSlotsAndOutputTracesByIntsAndRefusesMore) {

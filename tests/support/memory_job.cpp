@@ -62,25 +62,30 @@ std::unique_ptr<MemoryJob> MemoryJob::line(float dt, int nt) {
   return job;
 }
 
+void MemoryJob::record(const std::string& call) const {
+  if (calls.size() == faultAtCall) throw host::local::RunError(call);
+  calls.push_back(call);
+}
+
 void MemoryJob::sortBySupergather() {
   extraHeaders["SG_CDP"] = {host::hdrInteger, host::local::firstFreeWord};
   job_.runtime.ipkey = host::local::firstFreeWord + 1;
 }
 
 int MemoryJob::add(const std::string& name, const std::string& /*about*/, int format) {
-  calls.push_back("add header " + name);
+  record("add header " + name);
   const int word = host::local::firstFreeWord + 1;
   extraHeaders[name] = {format, word};
   return word;
 }
 
 void MemoryJob::deliver(int passes) {
-  calls.push_back("deliver " + std::to_string(passes));
+  record("deliver " + std::to_string(passes));
   passes_ = passes;
 }
 
 int MemoryJob::next(float* const* traces, std::int32_t* const* heads) {
-  calls.push_back("next");
+  record("next");
   if (nextEnsemble_ == ensembles.size()) {
     nextEnsemble_ = 0;
     ++pass_;
@@ -104,45 +109,47 @@ void MemoryJob::fillHead(const Trace& trace, std::int32_t* head) const {
 }
 
 void MemoryJob::put(const float* trace, const std::int32_t* head) {
+  record("put " + std::to_string(head[words.itrc_type - 1]));
   Trace& copy = output.emplace_back();
   for (const auto& [word, member] : integers) copy.*member = head[word - 1];
   if (exists("VEL_AZIM")) copy.azimuth = std::bit_cast<float>(head[index("VEL_AZIM")]);
   copy.samples.assign(trace, trace + job_.runtime.numsmp);
-  calls.push_back("put " + std::to_string(copy.type));
 }
 
 std::unique_ptr<host::Table> MemoryJob::load(const std::string& type, const std::string& name) {
-  calls.push_back("load " + type + " " + name);
+  record("load " + type + " " + name);
   const auto found = stored.find({type, name});
   return found == stored.end() ? nullptr : copyOf(*found->second);
 }
 
 void MemoryJob::save(host::Table& table, const std::string& type) {
-  calls.push_back("save " + type + " " + table.name());
+  record("save " + type + " " + table.name());
   saved[type] = copyOf(table);
 }
 
 void* MemoryJob::map(std::int64_t bytes) {
-  calls.push_back("map " + std::to_string(bytes));
-  if (!roomForStores) return nullptr;
+  record("map " + std::to_string(bytes));
+  if (storesMade_ == roomForStores) return nullptr;
+  ++storesMade_;
   // rubbish, as a host may deliver it
   blocks_.emplace_back(static_cast<std::size_t>(bytes / 4), 0x7f7f7f7f);
   return blocks_.back().data();
 }
 
 void MemoryJob::start(int /*argc*/, char** /*argv*/, const std::string& kind) {
-  calls.push_back("start " + kind);
+  record("start " + kind);
   pass_ = 1;
   nextEnsemble_ = 0;
+  storesMade_ = 0;
   for (const auto& ensemble : ensembles) {
     job_.runtime.maxdtr = std::max(job_.runtime.maxdtr, static_cast<int>(ensemble.size()));
   }
 }
 
 void MemoryJob::endInitialisation() {
-  calls.push_back("initialised, output ensembles of " + std::to_string(job_.runtime.maxdtr));
+  record("initialised, output ensembles of " + std::to_string(job_.runtime.maxdtr));
 }
 
-void MemoryJob::recordRun(const std::string& tool, std::int64_t /*traces*/) { calls.push_back("record " + tool); }
+void MemoryJob::recordRun(const std::string& tool, std::int64_t /*traces*/) { record("record " + tool); }
 
 }  // namespace korvane_test

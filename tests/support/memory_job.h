@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <string>
@@ -44,7 +46,8 @@ class MemoryJob : private host::local::ParameterSource,
   std::vector<std::vector<Trace>> ensembles;
   std::map<std::pair<std::string, std::string>, host::Table*> stored;  ///< by type and name; not owned
   std::map<std::string, std::pair<int, int>> extraHeaders;             ///< name: format, word
-  bool roomForStores = true;
+  std::size_t roomForStores = 9;                                       ///< stores that there is room for
+  std::size_t faultAtCall = std::numeric_limits<std::size_t>::max();   ///< from 0: throws the name of that call
 
   // what came of it
   mutable std::vector<std::string> calls;
@@ -59,9 +62,12 @@ class MemoryJob : private host::local::ParameterSource,
   static std::unique_ptr<MemoryJob> line(float dt, int nt);
 
  private:
+  /// Every call of the tool begins here.
+  void record(const std::string& call) const;
+
   template <class Value>
   Value parameter(const std::string& key) const {
-    calls.push_back("get " + key);
+    record("get " + key);
     return std::get<Value>(parameterValues.at(key));
   }
   int integer(const std::string& key) const override { return parameter<int>(key); }
@@ -82,17 +88,18 @@ class MemoryJob : private host::local::ParameterSource,
   void warn(const std::string& text) override { warnings.push_back(text); }
 
   void start(int argc, char** argv, const std::string& kind) override;
-  void connect() override { calls.push_back("connect"); }
-  void setToolName(const std::string& name) override { calls.push_back("name " + name); }
+  void connect() override { record("connect"); }
+  void setToolName(const std::string& name) override { record("name " + name); }
   void endInitialisation() override;
   void recordRun(const std::string& tool, std::int64_t traces) override;
-  void close() override { calls.push_back("close"); }
+  void close() override { record("close"); }
 
   void fillHead(const Trace& trace, std::int32_t* head) const;
 
   host::local::Job job_;
   int passes_ = 0, pass_ = 1;
   std::size_t nextEnsemble_ = 0;
+  std::size_t storesMade_ = 0;
   std::vector<std::vector<std::int32_t>> blocks_;
   std::vector<std::unique_ptr<host::Table>> owned_;
 };
