@@ -395,6 +395,9 @@ void Database::completeRun(std::int64_t id, std::int64_t traces, const Table* ta
     SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
     if (table != nullptr) impl_->replace(*table, type);
     impl_->end(id, traces, "completed");
+    // what is left to the commit takes no more room on the disk
+    const int flushed = sqlite3_db_cacheflush(impl_->sql().getHandle());
+    if (flushed != SQLITE_OK) throw SQLite::Exception(sqlite3_errstr(flushed), flushed);
     last();
     transaction.commit();
   });

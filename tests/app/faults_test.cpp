@@ -2,6 +2,8 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -19,7 +21,35 @@ using korvane_test::expectParts;
 using korvane_test::Outcome;
 using korvane_test::refusal;
 
-/// A survey that was run once; then the system fails while it is run again.
+/// A file system of its own of some kilobytes, mounted on a folder; it goes with the object.
+class SmallDisk {
+ public:
+  SmallDisk(const std::string& folder, int kilobytes) : folder_(folder) {
+    fs::create_directory(folder);
+    const std::string size = "size=" + std::to_string(kilobytes) + "k";
+    mounted_ = mount("none", folder_.c_str(), "tmpfs", 0, size.c_str()) == 0;
+  }
+  ~SmallDisk() {
+    if (mounted_) umount2(folder_.c_str(), MNT_DETACH);
+  }
+  SmallDisk(const SmallDisk&) = delete;
+  SmallDisk& operator=(const SmallDisk&) = delete;
+
+  bool mounted() const { return mounted_; }
+  bool makeReadOnly() const { return mount("none", folder_.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, "") == 0; }
+  /// Leaves that much room.
+  void fill(std::uintmax_t room) const {
+    const std::string filler = folder_ + "/filler";
+    fs::remove(filler);
+    korvane_test::writeFile(filler, std::string(fs::space(folder_).available - room, 'x'));
+  }
+
+ private:
+  std::string folder_;
+  bool mounted_;
+};
+
+/// A survey that was run once; then the system fails while it is run again with another parameter.
 class Faults : public korvane_test::SurveyTest {
  protected:
   Faults() {
@@ -29,12 +59,17 @@ class Faults : public korvane_test::SurveyTest {
     options.samples = 300;
     options.passes = 2;
     makeSurvey(options);
-    done({"run", job()});
+    done({"run", job(), "--set", "THMAX=30"});
     before = results("VEL");
   }
 
-  /// A run under a limit of the shell, which has to fail with one message and leave what was there.
-  void fails(const std::string& limit, const std::vector<std::string>& words, const std::vector<std::string>& parts) {
+  /// A run with more words, which has to fail with one message and leave what was there.
+  void fails(const std::vector<std::string>& words, const std::vector<std::string>& parts) const {
+    failsUnder("true", words, parts);
+  }
+  /// The same under a limit of the shell.
+  void failsUnder(const std::string& limit, const std::vector<std::string>& words,
+                  const std::vector<std::string>& parts) const {
     std::string command = limit + "; exec " KORVANE_PROGRAM " run '" + job() + "'";
     for (const std::string& word : words) command += " '" + word + "'";
     save("script", command);
@@ -76,10 +111,10 @@ class Faults : public korvane_test::SurveyTest {
 };
 
 TEST_F(Faults, AFileThatMayNotGrowIsAnErrorOfWriting) {
-  fails("ulimit -f 100", {},
-        {"attributes.sgy: the output file cannot be written: File too large", "Nothing was changed"});
+  failsUnder("ulimit -f 100", {},
+             {"attributes.sgy: the output file cannot be written: File too large", "Nothing was changed"});
   const std::string none = database() + ".job.toml.checkpoint: the checkpoint cannot be written: File too large";
-  fails("ulimit -f 130", {"--checkpoint"}, {none});
+  failsUnder("ulimit -f 130", {"--checkpoint"}, {none});
 }
 
 TEST_F(Faults, ALockedDatabaseIsWaitedForAndItsHolderNamed) {
@@ -116,24 +151,86 @@ TEST_F(Faults, DataThatChangeBetweenPassesEndTheRun) {
   save("survey/gathers.sgy", gathers);
   expectAsBefore();
   EXPECT_EQ(refusalOfARunDisturbed([&] { fs::remove(in("gathers.sgy")); }), "not refused") << "it is still open";
-  EXPECT_TRUE(results("VEL") == before);
+  EXPECT_FALSE(results("VEL") == before);
+}
+
+TEST_F(Faults, ADatabaseThatIsDamagedOrNewerEndsTheRun) {
+  const std::string whole = korvane_test::readFile(database());
+  std::string damaged = whole;
+  std::fill(damaged.begin() + 4096, damaged.end() - 4096, '\x55');
+  korvane_test::writeFile(database(), damaged);
+  const Outcome run = call({"run", job()});
+  EXPECT_EQ(run.status, 1);
+  expectParts(run.err, {"survey.db: cannot ", "malformed", "restore the file from a copy"});
+  EXPECT_TRUE(korvane_test::readFile(database()) == damaged);
+  korvane_test::writeFile(database(), whole);
+
+  SQLite::Database(database(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
+  expectParts(call({"run", job()}).err,
+              {"survey.db: the database has schema version 99", "this program knows version"});
+  korvane_test::writeFile(database(), whole);
+  expectAsBefore();
+}
+
+TEST_F(Faults, AnOutputThatIsTheInputIsRefused) {
+  const std::string gathers = korvane_test::readFile(in("gathers.sgy"));
+  fs::create_symlink("gathers.sgy", in("link.sgy"));
+  fs::create_hard_link(in("gathers.sgy"), in("name.sgy"));
+  for (const char* name : {"gathers.sgy", "link.sgy", "name.sgy"}) {
+    fails({"--set", std::string("data.output=") + name}, {"expected a file other than the input"});
+  }
+  EXPECT_TRUE(korvane_test::readFile(in("gathers.sgy")) == gathers);
 }
 
 TEST_F(Faults, AFullDiskLeavesWhatWasThere) {
-  const std::string disk = in("disk");
-  fs::create_directory(disk);
-  if (mount("none", disk.c_str(), "tmpfs", 0, "size=128k") != 0) GTEST_SKIP() << "needs a file system of its own";
-  struct Unmount {
-    const std::string& folder;
-    ~Unmount() { umount2(folder.c_str(), MNT_DETACH); }
-  } unmount{disk};
-  korvane_test::writeFile(disk + "/small.sgy", "earlier");
-  fails("true", {"--set", "data.output=disk/small.sgy"},
-        {"disk/small.sgy: the output file", "No space left on device"});
-  EXPECT_TRUE(korvane_test::readFile(disk + "/small.sgy") == "earlier");
+  const SmallDisk disk(in("disk"), 128);
+  if (!disk.mounted()) GTEST_SKIP() << "needs a file system of its own";
+  korvane_test::writeFile(in("disk/small.sgy"), "earlier");
+  const std::vector<std::string> small = {"--set", "data.output=disk/small.sgy"};
+  fails(small, {"disk/small.sgy: the output file", "No space left on device"});
+  EXPECT_TRUE(korvane_test::readFile(in("disk/small.sgy")) == "earlier");
 
-  ASSERT_EQ(mount("none", disk.c_str(), "tmpfs", MS_REMOUNT | MS_RDONLY, ""), 0);
-  fails("true", {"--set", "data.output=disk/small.sgy"}, {"disk/small.sgy: the output file", "Read-only file system"});
+  if (std::system("ulimit -v 3000000; " KORVANE_PROGRAM " --version > /dev/null 2>&1") == 0) {
+    failsUnder("ulimit -v 3000000", {"--set", "MAXCDP=1000000", "--set", "run.scratch=disk"},
+               {"No room for a store of 1200000000 bytes", "scratch folder", "/disk (No space left on device)"});
+  }
+  ASSERT_TRUE(disk.makeReadOnly());
+  fails(small, {"disk/small.sgy: the output file", "Read-only file system"});
+}
+
+TEST_F(Faults, TracesAndTableChangeTogetherHoweverMuchRoomTheDiskOfTheDatabaseHas) {
+  const SmallDisk disk(in("disk"), 4096);
+  if (!disk.mounted()) GTEST_SKIP() << "needs a file system of its own";
+  const std::string other = in("disk/survey.db");
+  fs::copy_file(database(), other);
+  const auto tables = [&] {
+    done({"table", "export", other, "VEL", "refined", path("other.csv")});
+    return contents("other.csv") + done({"table", "list", other});
+  };
+  for (const char* name : {"refined", "another"}) {  // one grows the journal, one the database
+    int failed = 0;
+    for (std::uintmax_t room = 0;; room += 4096) {
+      ASSERT_LT(room, 1u << 20);
+      disk.fill(room);
+      const std::string earlier = tables(), traces = output();
+      const Outcome run = call({"run", job(), "--set", "database.file=disk/survey.db", "--set",
+                                std::string("VELNAMO=") + name, "--set", failed % 2 == 0 ? "THMAX=35" : "THMAX=36"});
+      EXPECT_EQ(tables() == earlier, run.status != 0) << name << ' ' << room;
+      EXPECT_EQ(output() == traces, run.status != 0) << name << ' ' << room;
+      if (run.status == 0) break;
+      ++failed;
+      expectParts(run.err, {"disk/survey.db: cannot ", "database or disk is full", "see that the disk has room"});
+    }
+    EXPECT_GT(failed, 3);
+  }
+}
+
+TEST_F(Faults, ADatabaseThatMayNotBeWrittenIsNamed) {
+  const SmallDisk disk(in("disk"), 4096);
+  if (!disk.mounted()) GTEST_SKIP() << "needs a file system of its own";
+  fs::copy_file(database(), in("disk/survey.db"));
+  ASSERT_TRUE(disk.makeReadOnly());
+  fails({"--set", "database.file=disk/survey.db"}, {"disk/survey.db: the database is write-protected", "use a copy"});
 }
 
 }  // namespace
