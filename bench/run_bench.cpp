@@ -5,10 +5,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "app/checkpointer.h"
+#include "app/run_log.h"
 #include "app/synth.h"
 #include "bench/hash.h"
 #include "bench/quiet.h"
@@ -104,6 +108,36 @@ void growth(benchmark::State& state) {
       static_cast<double>(state.range(0)), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
 }
 
+/// A 3D survey in six sectors with little work for what a checkpoint holds: 24 traces of 500 samples a CDP. The
+/// counters are the time of the first pass, which also touches memory for the first time, and the mean of the others.
+void sectors(benchmark::State& state, bool checkpoint) {
+  app::SynthOptions options;
+  options.inlines = 48;
+  options.crosslines = 48;
+  options.fold = 24;
+  options.sectors = 6;
+  const auto job = jobOf(options, "sectors", false);
+  double first = 0.0, others = 0.0;
+  for (auto _ : state) {
+    bench::Quiet quiet;
+    const host::local::JobFile jobFile = readJobFile(job, quiet);
+    LocalJob local(jobFile, "bench", quiet);
+    app::RunLog log(std::nullopt);
+    app::Checkpointer checkpointer(jobFile, local, log);
+    korvane::PassObserver* observer = &checkpointer;
+    const JobScope scope(local.job());
+    bench::onThreads(threads, [&] { korvane::run(0, nullptr, std::span(&observer, checkpoint ? 1 : 0)); });
+    checkpointer.remove();
+    const auto passes = local.summary().passes;
+    first += passes.front().seconds;
+    for (int pass = 2; pass <= options.passes; ++pass) others += passes[static_cast<std::size_t>(pass - 1)].seconds;
+  }
+  reportOutput(state, job);
+  const auto runs = static_cast<double>(state.iterations());
+  state.counters["first"] = first / runs;
+  state.counters["others"] = others / runs / (options.passes - 1);
+}
+
 /// From the job file to the first ensemble in hand.
 void start_up(benchmark::State& state, bool indexKnown) {
   const auto job = prestackJob();
@@ -124,6 +158,8 @@ void start_up(benchmark::State& state, bool indexKnown) {
 
 BENCHMARK(prestack_run)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(growth)->Arg(1000)->Arg(30000)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(sectors, plain, false)->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK_CAPTURE(sectors, checkpoint, true)->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK_CAPTURE(start_up, index_known, true)->Unit(benchmark::kMillisecond)->UseManualTime();
 BENCHMARK_CAPTURE(start_up, first_scan, false)->Unit(benchmark::kMillisecond)->UseManualTime();
 
