@@ -49,15 +49,15 @@ Sums sumsOf(std::span<const float> ratio) {
 /// What makes the revision of a pass doubtful; empty: nothing.
 std::string doubtsAbout(const PassRecord& pass) {
   constexpr double mostLimited = 0.5;
-  const std::string see = " See 'korvane scan' for the amplitudes of the input: their squares have to lie ";
+  const std::string see = " See 'korvane scan' for the amplitudes of the input: they have to lie ";
   if (pass.revised > 0 && pass.rms == 0.0) {
-    return "no velocity was changed, as the products of intercept and gradient vanish." + see + "above 1e-38.";
+    return "no velocity was changed, as the products of intercept and gradient vanish." + see + "above 1e-15.";
   }
   if (pass.limited > mostLimited) {
     return "limits held " + std::to_string(std::lround(100.0 * pass.limited)) +
            " % of the samples of the revised velocities, which then tell little of the data. Smooth more (VELFILT, "
            "CORRWIN), or begin with better velocities." +
-           see + "below 1e38.";
+           see + "below 1e15.";
   }
   return {};
 }
