@@ -25,6 +25,7 @@ using host::local::WordSurvey;
 
 constexpr int histogramWidth = 40;
 constexpr std::size_t mostListed = 5;
+constexpr double leastAmplitude = 1e-15, greatestAmplitude = 1e15;  // whose products a float holds
 
 [[gnu::format(printf, 1, 2)]] std::string text(const char* format, ...) {
   char buffer[1024];
@@ -198,6 +199,12 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
   if (found.constant) remarks.push_back("All samples one value other than 0: " + found.constant.text() + ".");
   if (found.silenced) {
     remarks.push_back("Dead by their trace code, with a signal: " + found.silenced.text() + ".");
+  }
+  if (found.medianRms > 0.0 && (found.medianRms < leastAmplitude || found.medianRms > greatestAmplitude)) {
+    remarks.push_back(
+        text("The median RMS of the traces is %.4g. A run multiplies amplitudes in single precision: scale "
+             "them to between %g and %g.",
+             found.medianRms, leastAmplitude, greatestAmplitude));
   }
   if (!found.loud.empty()) {
     remarks.push_back(text("%zu traces are more than %g dB above the median RMS of the file, %.4g: ", found.loud.size(),

@@ -123,6 +123,8 @@ TEST_F(ExtremeValues, AmplitudesWhoseProductsDoNotFitGiveFiniteResultsAndAWarnin
   scale([](std::size_t) { return 1e30f; });
   EXPECT_EQ(functions(), 12u);
   expectParts(err, {"pass 1: limits held", "of the samples", "korvane scan"});
+  expectParts(done({"scan", in("gathers.sgy")}),
+              {"median RMS of the traces is ", "e+29", "scale them to between 1e-15"});
   scale([](std::size_t k) { return k % 2 == 0 ? 1e30f : 1e-30f; });
   EXPECT_EQ(functions(), 12u);
   scale([](std::size_t) { return 1e-30f; });
