@@ -129,6 +129,11 @@ void importTable(const TableArguments& a) {
               << (text.unit ? nameOf(*text.unit) : "in the unit of the file") << '\n';
   }
   if (!text.units.empty()) std::cout << "the file has " << text.units << '\n';
+  constexpr float shortest = 20.0f;  // ms; a trace is longer
+  if (a.type == "VEL" && text.form == VelocityForm::csv && !options.times && ranges.lastY > 0.0f &&
+      ranges.lastY <= shortest)
+    std::cerr << "warning: the times reach only " << number(ranges.lastY)
+              << " ms; if they are seconds, import the file again with --times s\n";
 }
 
 void printTable(const TableArguments& a) {

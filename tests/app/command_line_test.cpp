@@ -129,6 +129,9 @@ TEST_F(CommandLine, ImportSaysWhatItReadAndHowItTookTheUnits) {
                 "the file has times in s (the last time 1.5), velocities in ft/s (the largest velocity 9000) converted "
                 "to m/s\n");
   EXPECT_EQ(table("one"), "cdp,time,velocity\n3,0,1828.80005\n3,1500,2743.19995\n9,100,2133.6001\n");
+  const std::string csv = save("seconds.csv", "cdp,time,velocity\n1,0,2000\n1,2.5,3000\n");
+  expectParts(call({"table", "import", db, "VEL", "short", csv}).err, {"only 2.5 ms", "--times s"});
+  expectParts(done({"table", "import", db, "VEL", "short", csv, "--times", "s"}), {"time 0 to 2500 ms"});
   const std::string picks = save("picks.txt", "# m/s\n3 0 5000 7\n3 900 6000 7\n");
   expectParts(done({"table", "import", db, "VEL", "two", picks, "--columns", "cdp,time,velocity,-"}),
               {picks + ": columns, 1 function, 2 points", "velocity 5000 to 6000 m/s", "m/s (a comment)"});
