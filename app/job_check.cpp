@@ -184,12 +184,14 @@ class JobCheck {
     const int fold = parameters().integer("FOLD");
     Area found{.is3D = job_.is3D, .inlines = {}, .positions = {}};
     std::int64_t live = 0, inside = 0;
+    int largest = 0;  // inside
     for (const EnsembleFacts& ensemble : ensembles_) {
       if (!ensemble.live) continue;
       ++live;
       found.extend(ensemble);
       if (!grid.holds(ensemble)) continue;
       ++inside;
+      largest = std::max(largest, ensemble.traces);
       if (ensemble.traces < fold) continue;
       ++analysed_.ensembles;
       analysed_.traces += ensemble.traces;
@@ -205,8 +207,8 @@ class JobCheck {
                     found.text() + ": correct the ranges of the grid, or the bytes in [headers]");
     } else if (analysed_.ensembles == 0) {
       problems_.add(parameters().where("FOLD") + ": none of the " + std::to_string(inside) +
-                    " ensembles inside the grid has as many traces, the largest of the file has " +
-                    std::to_string(data_->largestEnsemble()) + ": lower FOLD");
+                    " ensembles inside the grid has as many traces, the largest has " + std::to_string(largest) +
+                    ": lower FOLD");
     }
   }
 

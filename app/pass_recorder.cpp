@@ -7,7 +7,7 @@
 #include <string>
 #include <utility>
 
-#include "korvane/grid_sample.h"
+#include "app/grid_sample.h"
 
 namespace app {
 
@@ -50,6 +50,10 @@ Sums sumsOf(std::span<const float> ratio) {
 std::string doubtsAbout(const PassRecord& pass) {
   constexpr double mostLimited = 0.5;
   const std::string see = " See 'korvane scan' for the amplitudes of the input: they have to lie ";
+  const auto& revision = pass.revision;
+  if (pass.revised == 0 && std::find(revision.begin(), revision.end(), PassRecord::fewNeighbours) != revision.end()) {
+    return "no velocity was revised: nowhere do FOLD CDPs with results stand in one neighbourhood (NUMXSUM, NUMYSUM).";
+  }
   if (pass.revised > 0 && pass.rms == 0.0) {
     return "no velocity was changed, as the products of intercept and gradient vanish." + see + "above 1e-15.";
   }
@@ -64,16 +68,17 @@ std::string doubtsAbout(const PassRecord& pass) {
 
 }  // namespace
 
-void PassRecorder::begins(const korvane::RunState& run) {
+void PassRecorder::begins(const korvane::RunState& /*run*/) {
   begin_ = std::chrono::steady_clock::now();
-  tracesBefore_ = run.numTraces;
+  tracesBefore_ = job_.place().delivered;
 }
 
 void PassRecorder::revised(const korvane::RunState& run) {
   const korvane::Parameters& p = run.parameters;
-  const korvane::GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
+  const GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
+  const std::int64_t delivered = job_.place().delivered;
   PassRecord record{.pass = run.numiter - 1,
-                    .traces = run.numTraces - tracesBefore_,
+                    .traces = delivered - tracesBefore_,
                     .inlineStep = grid.inlineStep,
                     .crosslineStep = grid.crosslineStep,
                     .revision = {},
@@ -84,10 +89,11 @@ void PassRecorder::revised(const korvane::RunState& run) {
       for (int k = 0; k < grid.crosslines; ++k) {
         const std::int64_t slot = korvane::rowStart(p, s, grid.slot(p, i, k), 1);
         const std::span ratio(run.stores.vastore + slot * p.nt, static_cast<std::size_t>(p.idiff));
-        const Sums sums = sumsOf(ratio);
+        const bool stored = run.stores.istore[slot] == 1;  // others are revised, too, where their neighbours suffice
+        const Sums sums = stored ? sumsOf(ratio) : Sums{};
         all += sums;
         record.revised += sums.samples > 0;
-        const float why = run.stores.istore[slot] == 1 ? PassRecord::fewNeighbours : PassRecord::noData;
+        const float why = stored ? PassRecord::fewNeighbours : PassRecord::noData;
         record.revision.push_back(sums.samples > 0 ? static_cast<float>(sums.rms()) : why);
         const double held =
             sums.samples > 0 ? static_cast<double>(run.held[static_cast<std::size_t>(slot)]) / p.idiff : 0.0;
@@ -115,7 +121,7 @@ void PassRecorder::revised(const korvane::RunState& run) {
                       {"rms_revision_percent", record.rms},
                       {"samples_at_a_limit_percent", 100.0 * record.limited}});
   begin_ = now;
-  tracesBefore_ = run.numTraces;
+  tracesBefore_ = delivered;
 }
 
 }  // namespace app

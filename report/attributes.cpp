@@ -13,6 +13,7 @@ namespace {
 
 constexpr int velocityCode = 52, interceptCode = 43, gradientCode = 44;  // trace types
 constexpr host::local::HeaderField azimuthField{.byte = 233, .format = host::local::HeaderFormat::float32};
+constexpr std::uintmax_t headBytes = 3600;  // of a file in front of its traces
 constexpr int mostPositions = 400, mostTimes = 300, mostPairs = 4000, mostInlines = 3;
 
 /// One line of one sector, the positions along it thinned out.
@@ -132,6 +133,8 @@ nlohmann::json attributes(const Survey& survey) {
   if (p.iprestack != 0) return {{"note", "The job puts out gathers (PRESTACK), not attribute sections."}};
   if (!output || !std::filesystem::exists(*output))
     return {{"note", "There is no file of attribute traces: the job names no `output`, or has not run."}};
+  if (std::filesystem::file_size(*output) == headBytes)
+    return {{"note", "The output holds no traces: the run had no results to put out."}};
 
   Silence silence;
   OutputTraces traces(survey, silence);

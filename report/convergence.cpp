@@ -44,7 +44,7 @@ nlohmann::json convergence(const Survey& survey) {
   nlohmann::json result = {{"passes", list}};
   if (passes.empty()) return result;
 
-  const korvane::GridSample& grid = survey.grid();
+  const ShownGrid& grid = survey.grid();
   std::vector<float> revision, limited, reason;
   for (const PassRecord& pass : passes) {
     const int inlines = (p.itlines - 1) / pass.inlineStep + 1, crosslines = (p.xtlines - 1) / pass.crosslineStep + 1;
@@ -52,9 +52,9 @@ nlohmann::json convergence(const Survey& survey) {
     if (pass.revision.size() != positions || pass.atLimit.size() != positions) return result;
     const bool last = &pass == &passes.back();
     for (int s = 0; s < p.nazim; ++s) {
-      for (int i = 0; i < grid.inlines; ++i) {
-        for (int k = 0; k < grid.crosslines; ++k) {
-          const int line = i * grid.inlineStep / pass.inlineStep, place = k * grid.crosslineStep / pass.crosslineStep;
+      for (int i = 0; i < grid.inlines.count; ++i) {
+        for (int k = 0; k < grid.crosslines.count; ++k) {
+          const int line = grid.inlines.at(i) / pass.inlineStep, place = grid.crosslines.at(k) / pass.crosslineStep;
           const auto at = static_cast<std::size_t>((s * inlines + line) * crosslines + place);
           const float value = pass.revision[at];
           revision.push_back(value >= 0.0f ? value : noValue);
@@ -65,10 +65,10 @@ nlohmann::json convergence(const Survey& survey) {
     }
   }
   const int count = static_cast<int>(passes.size());
-  const std::vector<int> shape = {count, p.nazim, grid.inlines, grid.crosslines};
+  const std::vector<int> shape = {count, p.nazim, grid.inlines.count, grid.crosslines.count};
   result["revision"] = packed(revision, shape, Depth::bits16);
   result["limited"] = packed(limited, shape, 0.0f, 100.0f, Depth::bits8);
-  result["reason"] = packed(reason, {p.nazim, grid.inlines, grid.crosslines}, 0.0f, 254.0f, Depth::bits8);
+  result["reason"] = packed(reason, {p.nazim, grid.inlines.count, grid.crosslines.count}, 0.0f, 254.0f, Depth::bits8);
   result["reasons"] = reasons;
   return result;
 }

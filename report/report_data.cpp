@@ -16,10 +16,10 @@ std::string now() {
 
 nlohmann::json gridOf(const Survey& survey) {
   const korvane::Parameters& p = survey.parameters();
-  const korvane::GridSample& grid = survey.grid();
+  const ShownGrid& grid = survey.grid();
   std::vector<int> inlines, crosslines;
-  for (int i = 0; i < grid.inlines; ++i) inlines.push_back(p.minilin + i * grid.inlineStep);
-  for (int k = 0; k < grid.crosslines; ++k) crosslines.push_back(p.minxlin + k * grid.crosslineStep);
+  for (int i = 0; i < grid.inlines.count; ++i) inlines.push_back(p.minilin + grid.inlines.at(i));
+  for (int k = 0; k < grid.crosslines.count; ++k) crosslines.push_back(p.minxlin + grid.crosslines.at(k));
   return {{"kind", p.is3D != 0 ? "3D" : "2D"}, {"inlines", inlines}, {"crosslines", crosslines}};
 }
 

@@ -1,6 +1,7 @@
 #include "report/survey.h"
 
 #include <algorithm>
+#include <numeric>
 
 #include "korvane/headers.h"
 #include "korvane/start_up.h"
@@ -39,6 +40,35 @@ korvane::RunState runOf() {
   return run;
 }
 
+/// At the distance of the lines that hold an ensemble. @param total  lines of the grid
+template <class LineOf>
+Lines linesOf(const std::vector<Place>& places, int total, LineOf lineOf) {
+  Lines lines;
+  int distance = 0;
+  for (const Place& place : places) distance = std::gcd(distance, lineOf(place) - lineOf(places.front()));
+  lines.step = std::max(distance, 1);
+  lines.first = places.empty() ? 0 : lineOf(places.front()) % lines.step;
+  lines.count = (total - 1 - lines.first) / lines.step + 1;
+  return lines;
+}
+
+/// Every so many of the lines.
+Lines every(int step, const Lines& lines) {
+  return {.first = lines.first, .step = step * lines.step, .count = (lines.count - 1) / step + 1};
+}
+
+/// @param cells  positions at most
+ShownGrid shownGrid(const korvane::Parameters& p, const std::vector<Place>& places, std::int64_t cells) {
+  const Lines inlines = linesOf(places, p.itlines, [&](const Place& place) { return place.slot / p.xtlines; });
+  const Lines crosslines = linesOf(places, p.xtlines, [&](const Place& place) { return place.slot % p.xtlines; });
+  int inlineStep = 1, crosslineStep = 1;
+  for (;;) {
+    const ShownGrid grid{every(inlineStep, inlines), every(crosslineStep, crosslines)};
+    if (std::int64_t{grid.inlines.count} * grid.crosslines.count <= cells) return grid;
+    ++(grid.inlines.count > grid.crosslines.count ? inlineStep : crosslineStep);
+  }
+}
+
 Sampling shownTimes(const korvane::Parameters& p) {
   const int step = thinning(p.nt, mostTimes);
   return {.step = static_cast<double>(p.dt) * step, .count = (p.nt - 1) / step + 1};
@@ -51,9 +81,10 @@ Survey::Survey(const host::local::JobFile& file, host::local::LocalJob& job)
       job_(job),
       run_(runOf()),
       times_(shownTimes(run_.parameters)),
-      grid_(run_.parameters,
-            std::max<std::int64_t>(mostValues / (std::int64_t{run_.parameters.nazim + 1} * times_.count), 1)),
-      places_(placesOf(run_.parameters, job.data())) {
+      places_(placesOf(run_.parameters, job.data())),
+      grid_(
+          shownGrid(run_.parameters, places_,
+                    std::max<std::int64_t>(mostValues / (std::int64_t{run_.parameters.nazim + 1} * times_.count), 1))) {
   for (std::size_t i = 0; i < places_.size(); ++i) {
     bySlot_.emplace(places_[i].slot, i);
     byCdp_.emplace(places_[i].cdp, i);

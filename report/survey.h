@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/local/local_job.h"
-#include "korvane/grid_sample.h"
 #include "korvane/run_state.h"
 
 /// The report of a run: what its job, its data and its database say, as one page to look at.
@@ -29,6 +28,18 @@ struct Place {
   int traces;
 };
 
+/// Inlines or crosslines of the CDP grid at a regular distance, as indices from its first one.
+struct Lines {
+  int first = 0, step = 1, count = 0;
+  int at(int k) const { return first + k * step; }
+};
+
+struct ShownGrid {
+  Lines inlines, crosslines;
+  /// Slot of a position in the CDP grid.
+  int slot(const korvane::Parameters& p, int i, int k) const { return inlines.at(i) * p.xtlines + crosslines.at(k); }
+};
+
 /// A job with its data and its results.
 class Survey {
  public:
@@ -44,8 +55,8 @@ class Survey {
   const Place* at(int slot) const;
   /// Null for a CDP that the grid does not hold.
   const Place* ofCdp(int cdp) const;
-  /// The positions that the page shows, and its times.
-  const korvane::GridSample& grid() const { return grid_; }
+  /// The positions that the page shows, at the distance that the input's ensembles have or a wider one, and its times.
+  const ShownGrid& grid() const { return grid_; }
   const Sampling& times() const { return times_; }
   /// Refined velocities; null when the job writes none or has not run.
   const host::Table* results() const { return results_.get(); }
@@ -60,8 +71,8 @@ class Survey {
   host::local::LocalJob& job_;
   const korvane::RunState run_;
   Sampling times_;
-  korvane::GridSample grid_;
   std::vector<Place> places_;
+  ShownGrid grid_;
   std::unordered_map<int, std::size_t> bySlot_, byCdp_;
   std::unique_ptr<host::Table> results_;
 };

@@ -5,7 +5,7 @@ namespace report {
 
 nlohmann::json velocitySection(const Survey& survey) {
   const korvane::Parameters& p = survey.parameters();
-  const korvane::GridSample& grid = survey.grid();
+  const ShownGrid& grid = survey.grid();
   const Sampling& times = survey.times();
   const int count = times.count, step = thinning(p.nt, count);
   std::vector<float> before, after, function(static_cast<std::size_t>(p.nt));
@@ -13,8 +13,8 @@ nlohmann::json velocitySection(const Survey& survey) {
     for (int t = 0; t < count; ++t) field.push_back(known ? function[static_cast<std::size_t>(t * stride)] : noValue);
   };
   for (int s = 0; s < p.nazim; ++s) {
-    for (int i = 0; i < grid.inlines; ++i) {
-      for (int k = 0; k < grid.crosslines; ++k) {
+    for (int i = 0; i < grid.inlines.count; ++i) {
+      for (int k = 0; k < grid.crosslines.count; ++k) {
         const Place* place = survey.at(grid.slot(p, i, k));
         if (s == 0) put(before, place != nullptr && survey.before(*place, function.data()), step);
         const bool refined =
@@ -23,10 +23,11 @@ nlohmann::json velocitySection(const Survey& survey) {
       }
     }
   }
-  nlohmann::json section = {{"times", times.json()},
-                            {"before", packed(before, {1, grid.inlines, grid.crosslines, count}, Depth::bits16)}};
+  nlohmann::json section = {
+      {"times", times.json()},
+      {"before", packed(before, {1, grid.inlines.count, grid.crosslines.count, count}, Depth::bits16)}};
   if (survey.results() != nullptr) {
-    section["after"] = packed(after, {p.nazim, grid.inlines, grid.crosslines, count}, Depth::bits16);
+    section["after"] = packed(after, {p.nazim, grid.inlines.count, grid.crosslines.count, count}, Depth::bits16);
   } else {
     section["note"] = p.outvel == 0 ? "The job writes no velocity table (PRESTACK or OUTVEL)."
                                     : "There is no refined table yet: run the job first.";

@@ -154,7 +154,7 @@ ParameterSet::ParameterSet(std::string file, bool is3D, std::map<std::string, Gi
   }
   if (isGrid) problems.attempt([&] { checkGridSize(); });
   problems.attempt([&] { emitsTraces(); });  // the list of outputs is one
-  warnOfSmallNeighbourhood(messages);
+  if (isGrid) warnOfSmallNeighbourhood(messages);
 }
 
 int ParameterSet::integer(const std::string& key) const { return std::get<int>(values_.at(key).value); }
@@ -238,19 +238,22 @@ void ParameterSet::checkPair(const char* least, const char* most) const {
 }
 
 void ParameterSet::warnOfSmallNeighbourhood(MessageSink& messages) const {
-  const auto width = [&](const char* key) {
-    return integer(key) < 1 ? 1 : integer(key) - (integer(key) % 2 == 0 ? 1 : 0);
+  const auto width = [&](const char* key, double lines) {
+    return std::min(lines, integer(key) < 1 ? 1.0 : integer(key) - (integer(key) % 2 == 0 ? 1.0 : 0.0));
   };
-  const double cdps = static_cast<double>(width("NUMYSUM")) * (is3D_ ? width("NUMXSUM") : 1);
+  const double cdps =
+      is3D_ ? width("NUMXSUM", span("MINILINE", "MAXILINE")) * width("NUMYSUM", span("MINXLINE", "MAXXLINE"))
+            : width("NUMYSUM", span("MINCDP", "MAXCDP"));
   if (integer("FOLD") <= cdps) return;
-  messages.warn(where("FOLD") + ": more than the " + shown(cdps) + " CDPs of a neighbourhood (" +
-                (is3D_ ? "NUMXSUM times NUMYSUM" : "NUMYSUM") + "), so no velocity will be revised");
+  messages.warn(where("FOLD") + ": more than the " + shown(cdps) + " CDPs that a neighbourhood (" +
+                (is3D_ ? "NUMXSUM times NUMYSUM" : "NUMYSUM") + ") has in the grid, so no velocity will be revised");
+}
+
+double ParameterSet::span(const char* least, const char* most) const {
+  return static_cast<double>(integer(most)) - integer(least) + 1.0;
 }
 
 void ParameterSet::checkGridSize() const {
-  const auto span = [&](const char* least, const char* most) {
-    return static_cast<double>(integer(most)) - integer(least) + 1.0;
-  };
   const double positions =
       is3D_ ? span("MINILINE", "MAXILINE") * span("MINXLINE", "MAXXLINE") : span("MINCDP", "MAXCDP");
   const double slots = positions * (isRead(ReadWhen::sectors) ? integer("NAZIM") : 1);

@@ -78,6 +78,8 @@ class ParameterSet : public ParameterSource {
  private:
   void checkRange(const ParameterKey& key) const;
   void checkPair(const char* least, const char* most) const;
+  /// Numbers from the one to the other.
+  double span(const char* least, const char* most) const;
   void checkGridSize() const;
   void warnOfSmallNeighbourhood(MessageSink& messages) const;
 

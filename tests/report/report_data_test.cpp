@@ -138,6 +138,36 @@ TEST_F(ReportData, SaysWhatIsMissingAndWhy) {
   expectParts(data().at("velocity").at("note"), {"writes no velocity table"});
 }
 
+TEST_F(ReportData, OfALineOfEverySecondCdpCountsAndShowsThoseThatAreThere) {
+  app::SynthOptions options = line();
+  options.fold = 8;
+  makeSurvey(options);
+  std::string gathers = korvane_test::readFile(in("gathers.sgy"));
+  const std::size_t trace = 240 + 4 * static_cast<std::size_t>(options.samples);
+  for (std::size_t at = 3600; at < gathers.size(); at += trace)
+    gathers[at + 23] = static_cast<char>(2 * gathers[at + 23]);
+  korvane_test::writeFile(in("gathers.sgy"), gathers);
+  replaceInJob("MINCDP = 1", "MINCDP = 2");
+  replaceInJob("MAXCDP = 40", "MAXCDP = 80");
+  replaceInJob("FOLD = 3 ", "FOLD = 2 ");
+  done({"run", job()});
+  const json all = data();
+  EXPECT_EQ(all.at("grid").at("crosslines").size(), 40u);
+  EXPECT_EQ(all.at("grid").at("crosslines").at(1), 4);
+  for (const json& pass : all.at("convergence").at("passes")) {
+    EXPECT_EQ(pass.at("revised"), 40);
+    EXPECT_EQ(pass.at("traces"), 320) << "the ensemble that opens the next pass is of that one";
+  }
+  for (const double value : unpacked(all.at("convergence").at("revision"))) EXPECT_GT(value, 0.0);
+}
+
+TEST_F(ReportData, OfARunWithoutResultsSaysSo) {
+  makeSurvey(line());
+  replaceInJob("NUMITER = 2", "NUMITER = 0");
+  EXPECT_EQ(call({"run", job()}).status, 0);
+  expectParts(data().at("attributes").at("note"), {"holds no traces"});
+}
+
 TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
   makeSurvey(line());
   done({"run", job()});

@@ -224,7 +224,9 @@ TEST_F(JobFileTest, WhatTheJobWillNotReadOrReachGivesAWarning) {
       {"FOLD = 6", "MINXLINE = 4", "MINXLINE = 4: not read by this job (read when: survey type 3D)"},
       {"FOLD = 6", "HORNAME = \"h\"", "HORNAME = \"h\": not read by this job (read when: METHOD not 1)"},
       {"FOLD = 6", "NAZIM = 0", "NAZIM = 0: not read by this job (read when: AZIMTH not 0)"},
-      {"FOLD = 6", "NUMYSUM = 8\nFOLD = 8", "FOLD = 8: more than the 7 CDPs of a neighbourhood (NUMYSUM)"},  // made odd
+      {"FOLD = 6", "NUMYSUM = 8\nFOLD = 8",
+       "FOLD = 8: more than the 7 CDPs that a neighbourhood (NUMYSUM)"},  // made odd
+      {"MAXCDP = 9\nNUMITER = 4\nFOLD = 6", "MAXCDP = 3\nFOLD = 6", "FOLD = 6: more than the 3 CDPs"},
   };
   for (const auto& [from, to, said] : changes) {
     read(changed(from, to));

@@ -4,7 +4,7 @@
 
 #include "korvane/run_state.h"
 
-namespace korvane {
+namespace app {
 
 /// Every so many inlines and crosslines of the CDP grid, from the first ones.
 struct GridSample {
@@ -12,7 +12,7 @@ struct GridSample {
   int inlines = 0, crosslines = 0;  ///< of the sample
 
   /// As dense as `cells` positions allow.
-  GridSample(const Parameters& p, std::int64_t cells) {
+  GridSample(const korvane::Parameters& p, std::int64_t cells) {
     const auto count = [](int lines, int step) { return (lines - 1) / step + 1; };
     for (;;) {
       inlines = count(p.itlines, inlineStep);
@@ -23,9 +23,9 @@ struct GridSample {
   }
 
   /// Slot of a position of the sample in the CDP grid.
-  int slot(const Parameters& p, int inlineIndex, int crosslineIndex) const {
+  int slot(const korvane::Parameters& p, int inlineIndex, int crosslineIndex) const {
     return inlineIndex * inlineStep * p.xtlines + crosslineIndex * crosslineStep;
   }
 };
 
-}  // namespace korvane
+}  // namespace app
