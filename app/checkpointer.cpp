@@ -118,15 +118,15 @@ void Checkpointer::complete(const Blocks& blocks, const CheckpointState& state) 
 }
 
 void Checkpointer::finishWriting() {
+  const int ahead = std::exchange(passAhead_, 0);
   if (writing_.valid()) writing_.get();
-  if (passAhead_ != 0) passKept_ = std::exchange(passAhead_, 0);
+  if (ahead != 0) passKept_ = ahead;
 }
 
 int Checkpointer::settle() noexcept {
   try {
     finishWriting();
   } catch (const std::exception&) {  // the checkpoint before is still there
-    passAhead_ = 0;
   }
   writer_.reset();
   return passKept_;

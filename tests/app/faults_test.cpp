@@ -70,12 +70,11 @@ class Faults : public korvane_test::SurveyTest {
   /// The same under a limit of the shell.
   void failsUnder(const std::string& limit, const std::vector<std::string>& words,
                   const std::vector<std::string>& parts) const {
-    std::string command = limit + "; exec " KORVANE_PROGRAM " run '" + job() + "'";
-    for (const std::string& word : words) command += " '" + word + "'";
-    save("script", command);
-    const int status = std::system(("bash " + path("script") + " >" + path("stdout") + " 2>" + path("stderr")).c_str());
-    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 1) << command;
-    expectParts(contents("stderr"), parts);
+    std::vector<std::string> all = {"run", job()};
+    all.insert(all.end(), words.begin(), words.end());
+    const Outcome outcome = callUnder(limit, all);
+    EXPECT_EQ(outcome.status, 1) << limit;
+    expectParts(outcome.err, parts);
     expectAsBefore();
   }
 
@@ -111,10 +110,11 @@ class Faults : public korvane_test::SurveyTest {
 };
 
 TEST_F(Faults, AFileThatMayNotGrowIsAnErrorOfWriting) {
-  failsUnder("ulimit -f 100", {},
+  failsUnder("ulimit -f 200", {},  // blocks of 512 bytes
+
              {"attributes.sgy: the output file cannot be written: File too large", "Nothing was changed"});
   const std::string none = database() + ".job.toml.checkpoint: the checkpoint cannot be written: File too large";
-  failsUnder("ulimit -f 130", {"--checkpoint"}, {none});
+  failsUnder("ulimit -f 260", {"--checkpoint"}, {none});
 }
 
 TEST_F(Faults, ALockedDatabaseIsWaitedForAndItsHolderNamed) {
@@ -190,7 +190,7 @@ TEST_F(Faults, AFullDiskLeavesWhatWasThere) {
   fails(small, {"disk/small.sgy: the output file", "No space left on device"});
   EXPECT_TRUE(korvane_test::readFile(in("disk/small.sgy")) == "earlier");
 
-  if (std::system("ulimit -v 3000000; " KORVANE_PROGRAM " --version > /dev/null 2>&1") == 0) {
+  if (callUnder("ulimit -v 3000000", {"--version"}).status == 0) {  // the address sanitizer takes more
     failsUnder("ulimit -v 3000000", {"--set", "MAXCDP=1000000", "--set", "run.scratch=disk"},
                {"No room for a store of 1200000000 bytes", "scratch folder", "/disk (No space left on device)"});
   }

@@ -167,6 +167,21 @@ TEST_F(Resume, BeginsAnewWithoutACheckpointAndEndsWhereNothingIsLeft) {
   EXPECT_FALSE(fs::exists(checkpoint()));
 }
 
+TEST_F(Resume, ACheckpointThatCannotBeWrittenLeavesTheOneBefore) {
+  done({"run", job()});
+  const std::string whole = results("VEL");
+  runUpTo(2);
+  const std::string kept = korvane_test::readFile(checkpoint());
+  const std::string blocks = std::to_string(kept.size() / 512 - 8);
+  const Outcome full = callUnder("ulimit -f " + blocks, {"run", job(), "--resume"});
+  EXPECT_EQ(full.status, 1);
+  expectParts(full.err, {"checkpoint: the checkpoint cannot be written: File too large",
+                         "Go on with pass 2: korvane run ", "--resume"});
+  EXPECT_TRUE(korvane_test::readFile(checkpoint()) == kept);
+  done({"run", job(), "--resume"});
+  EXPECT_TRUE(results("VEL") == whole);
+}
+
 TEST_F(Resume, RefusesTheCheckpointOfAnotherRunAndNamesTheDifference) {
   runUpTo(3);
   const auto refused = [&](const std::vector<std::string>& settings) {

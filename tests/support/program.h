@@ -38,8 +38,11 @@ class ProgramTest : public HostTest {
   }
 
   /// Runs `korvane WORDS`; no word holds a quote.
-  Outcome call(const std::vector<std::string>& words) const {
-    std::string command = KORVANE_PROGRAM;
+  Outcome call(const std::vector<std::string>& words) const { return callUnder("true", words); }
+
+  /// The same under a limit that a command of the shell sets.
+  Outcome callUnder(const std::string& limit, const std::vector<std::string>& words) const {
+    std::string command = limit + "; exec " KORVANE_PROGRAM;
     for (const std::string& word : words) command += " '" + word + "'";
     const int status = std::system((command + " >" + path("stdout") + " 2>" + path("stderr")).c_str());
     return {
