@@ -318,6 +318,8 @@ TEST_F(SurveyRun, AScanTellsWhyNoTraceIsLive) {
   expectParts(spoilt(2, ""), {"map the code to a word that is 0", "TRC_TYPE    = 121 "});
   expectParts(spoilt(1, "\x7f\xc0\x01\x01"), {"No trace is live with finite samples"});
   expectParts(spoilt(2, std::string(4, '\0')), {"none that was looked at has a signal"});
+  expectParts(call({"scan", save("cut.sgy", whole.substr(0, 3600 + traceBytes + 1))}).out,
+              {"cut inside trace 2 (1 stray byte)", "Largest         1 trace, at", "use the 1 whole trace."});
 }
 
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
@@ -325,9 +327,20 @@ TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
   refused({"synth", folder.string(), "--seed", "2"}, folder.string());
   EXPECT_TRUE(contents("gathers.sgy") == before);
   refused({"synth", path("s"), "--fold", "3"}, "fold 3: expected 4 to");
+  refused({"synth", path("s"), "--interval", "1.0005"}, "interval (ms) 1.0005: expected a whole number of microsec");
   EXPECT_FALSE(fs::exists(path("s")));
+  const std::string checkpoint = "survey.db.job.toml.checkpoint";
+  done({"run", path("job.toml")});
+  save(checkpoint, "of a run that was stopped");
   done({"synth", folder.string(), "--seed", "2", "--force"});
   EXPECT_FALSE(contents("gathers.sgy") == before);
+  for (const std::string& left : {std::string("attributes.sgy"), checkpoint}) {
+    EXPECT_FALSE(fs::exists(path(left))) << left;
+    fs::create_directory(path("s"));
+    save("s/" + left, "of another survey");
+    refused({"synth", path("s")}, left + " is there already");
+    fs::remove_all(path("s"));
+  }
 }
 
 }  // namespace
