@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <concepts>
 #include <cstdarg>
 #include <cstdio>
 #include <map>
@@ -36,6 +37,11 @@ constexpr double leastAmplitude = 1e-15, greatestAmplitude = 1e15;  // whose pro
   return buffer;
 }
 
+/// "1 trace", "2 traces"
+std::string counted(std::integral auto count, const char* noun) {
+  return std::to_string(count) + ' ' + noun + (count == 1 ? "" : "s");
+}
+
 /// "1 on 20, 4 on 3": values of a header and the traces that have them.
 std::string valuesText(const std::map<int, int>& traces) {
   std::string result;
@@ -58,7 +64,7 @@ void printFile(const SegyScan& scan, std::ostream& out) {
               host::local::sampleFormatName(facts.format), facts.statedFormat, facts.samples, facts.interval / 1000.0)
       << text("Traces          %d, of which %lld live", facts.traces, static_cast<long long>(scan.liveTraces));
   if (facts.strayBytes > 0) {
-    out << text("; cut inside trace %d (%lld stray bytes)", facts.traces + 1, static_cast<long long>(facts.strayBytes));
+    out << text("; cut inside trace %d (%s)", facts.traces + 1, counted(facts.strayBytes, "stray byte").c_str());
   }
   out << "\nTrace codes     " << valuesText(scan.traceCodes) << " (1 and 0 are live)\n";
 }
@@ -106,7 +112,7 @@ void printEnsembles(const SegyScan& scan, std::ostream& out) {
   out << text("\nEnsembles       %d by %s at byte %d, %d to %d, %s\n", found.ensembles, key,
               scan.header(key).field.byte, found.firstKey, found.lastKey,
               found.inOrder ? "in order in the file" : "not in order in the file")
-      << text("Largest         %d traces, at %s %d\n", found.largest(), key, found.largestKey)
+      << text("Largest         %s, at %s %d\n", counted(found.largest(), "trace").c_str(), key, found.largestKey)
       << "Fold      ensembles\n";
   int most = 1;
   for (const auto& [fold, ensembles] : found.folds) most = std::max(most, ensembles);
@@ -151,9 +157,10 @@ void remarkOnScalar(const char* what, const std::map<int, int>& scalars, bool us
   if (scalars.size() > 1) remarks.push_back(text("The %s scalar changes: %s.", what, values.c_str()));
   for (const auto& [scalar, traces] : scalars) {
     if (!isPowerOfTen(scalar)) {
-      remarks.push_back(text("The %s scalar is %d on %d traces, which is no power of ten.", what, scalar, traces));
+      remarks.push_back(
+          text("The %s scalar is %d on %s, which is no power of ten.", what, scalar, counted(traces, "trace").c_str()));
     } else if (scalar == 0 && used) {
-      remarks.push_back(text("The %s scalar is 0 on %d traces; taken as 1.", what, traces));
+      remarks.push_back(text("The %s scalar is 0 on %s; taken as 1.", what, counted(traces, "trace").c_str()));
     } else if (scalar != 0 && scalar != 1) {
       remarks.push_back(text("The %s scalar %d %s by %lld.", what, scalar, scalar < 0 ? "divides" : "multiplies",
                              std::llabs(scalar)));
@@ -191,8 +198,9 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
              static_cast<long long>(found.traces)));
   }
   if (found.notFinite) {
-    remarks.push_back(text("%lld samples, between sample %d and sample %d of their traces, are no finite numbers: ",
-                           static_cast<long long>(found.notFiniteSamples), found.firstNotFinite, found.lastNotFinite) +
+    remarks.push_back(text("%s without a finite number, between sample %d and sample %d of the trace: ",
+                           counted(found.notFiniteSamples, "sample").c_str(), found.firstNotFinite,
+                           found.lastNotFinite) +
                       found.notFinite.text() + ". A run takes such traces as dead.");
   }
   if (found.zero) remarks.push_back("All samples 0: " + found.zero.text() + ".");
@@ -207,14 +215,13 @@ void remarkOnSamples(const SegyScan& scan, Sentences& remarks) {
              found.medianRms, leastAmplitude, greatestAmplitude));
   }
   if (!found.loud.empty()) {
-    remarks.push_back(text("%zu traces are more than %g dB above the median RMS of the file, %.4g: ", found.loud.size(),
-                           SampleFindings::loudFrom, found.medianRms) +
+    remarks.push_back(text("%s more than %g dB above the median RMS of the file, %.4g: ",
+                           counted(found.loud.size(), "trace").c_str(), SampleFindings::loudFrom, found.medianRms) +
                       loudText(found.loud) + ".");
   }
   if (!found.wild.empty() && !scan.header("OFFSET").constant()) {
-    remarks.push_back(text("Noise? In the last third of the trace %zu traces are more than %g dB above the median of "
-                           "traces of like offset: ",
-                           found.wild.size(), SampleFindings::wildFrom) +
+    remarks.push_back(text("Noise? %s more than %g dB above the median of traces of like offset in the last third: ",
+                           counted(found.wild.size(), "trace").c_str(), SampleFindings::wildFrom) +
                       loudText(found.wild) + ".");
   }
 }
@@ -223,20 +230,18 @@ void remarkOnEnsembles(const SegyScan& scan, Sentences& remarks) {
   const EnsembleFindings& found = scan.ensembles;
   const char* key = scan.input.primaryKey.c_str();
   if (found.split > 0) {
-    remarks.push_back(
-        text("%d ensembles come in more than one stretch of the file, the first is %s %d; a run gathers "
-             "them.",
-             found.split, key, found.firstSplit));
+    remarks.push_back(text("%s in more than one stretch of the file, the first is %s %d; a run joins the stretches.",
+                           counted(found.split, "ensemble").c_str(), key, found.firstSplit));
   }
   if (found.step > 1) remarks.push_back(text("%s goes in steps of %d.", key, found.step));
   if (found.missing > 0) {
-    remarks.push_back(text("%lld numbers between the first and the last %s have no trace, the first is %d.",
-                           static_cast<long long>(found.missing), key, found.firstMissing));
+    remarks.push_back(text("No trace for %s between the first and the last %s, the first is %d.",
+                           counted(found.missing, "number").c_str(), key, found.firstMissing));
   }
   if (!found.repeated || found.ensembles == 1) return;
   std::string repeated =
       "Same " + scan.input.primaryKey + " and offset as an earlier trace: " + found.repeated.text() +
-      text("; %lld of them share its source and receiver coordinates too", static_cast<long long>(found.sameSpot));
+      text("; %lld of them at its source and receiver coordinates too", static_cast<long long>(found.sameSpot));
   if (found.compared < scan.facts.traces) {
     repeated += text("; of %lld traces that were compared", static_cast<long long>(found.compared));
   }
@@ -249,8 +254,8 @@ Sentences obstaclesOf(const SegyScan& scan) {
   if (scan.facts.strayBytes > 0) {
     obstacles.push_back(
         text("The file ends inside trace %d. Replace it by a whole copy, or set `allow_truncated = true` "
-             "in [data] to use the %d whole traces.",
-             scan.facts.traces + 1, scan.facts.traces));
+             "in [data] to use the %s.",
+             scan.facts.traces + 1, counted(scan.facts.traces, "whole trace").c_str()));
   }
   if (const int format = scan.otherFormat(); format != 0) {
     obstacles.push_back(text("The samples are read as %s and look like %s. If they are: `format = \"%s\"` in [data].",
@@ -270,9 +275,9 @@ Sentences obstaclesOf(const SegyScan& scan) {
   }
   if (!missing("CDP") && scan.ensembles.largest() < 3) {
     obstacles.push_back(
-        text("Ensembles have at most %d trace%s: no prestack CDP gathers. Take the gathers, or give "
+        text("Ensembles have at most %s: no prestack CDP gathers. Take the gathers, or give "
              "the byte of the right CDP in [headers].",
-             scan.ensembles.largest(), scan.ensembles.largest() == 1 ? "" : "s"));
+             counted(scan.ensembles.largest(), "trace").c_str()));
   }
   if (scan.isSilenced()) {
     std::string silenced = "No trace is live by its trace code. If they are, ";

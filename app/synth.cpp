@@ -11,6 +11,7 @@
 #include <system_error>
 #include <utility>
 
+#include "app/checkpointer.h"
 #include "host/local/database.h"
 #include "host/local/job.h"
 #include "host/local/segy_writer.h"
@@ -113,13 +114,22 @@ std::vector<Reflector> makeReflectors(Random& random, double end) {
 }
 
 template <class Number>
+[[noreturn]] void refuse(const char* what, Number value, const std::string& expected) {
+  std::ostringstream text;
+  text << what << ' ' << value;
+  refuse(text.str(), expected);
+}
+
+template <class Number>
 void checkRange(const char* what, Number value, Number low, Number high) {
   if (value >= low && value <= high) return;
-  std::ostringstream text, expected;
-  text << what << ' ' << value;
+  std::ostringstream expected;
   expected << low << " to " << high;
-  refuse(text.str(), expected.str());
+  refuse(what, value, expected.str());
 }
+
+/// Whether a number is whole but for what rounding has done to it.
+bool isWhole(double value) { return std::abs(value - std::nearbyint(value)) <= 1e-6 * std::abs(value); }
 
 const SynthOptions& checked(const SynthOptions& o) {
   const int sectors = std::max(o.sectors, 1);
@@ -134,8 +144,7 @@ const SynthOptions& checked(const SynthOptions& o) {
   checkRange("largest offset (m)", o.maxOffset, o.minOffset, 1e5);
   checkRange("samples", o.samples, 50, 32767);
   checkRange("sample interval (ms)", o.interval, 0.5, 8.0);
-  if (o.interval * 1000.0 != std::nearbyint(o.interval * 1000.0))
-    refuse("that sample interval", "a whole number of microseconds");
+  if (!isWhole(o.interval * 1000.0)) refuse("sample interval (ms)", o.interval, "a whole number of microseconds");
   checkRange("noise", o.noise, 0.0, 100.0);
   checkRange("azimuthal anisotropy", o.anisotropy, -0.3, 0.3);
   checkRange("azimuth of the fastest velocity (degrees)", o.fastAzimuth, -360.0, 360.0);
@@ -404,8 +413,15 @@ struct SurveyFiles {
         trueCsv(folder / "true.csv"),
         startCsv(folder / "start.csv"),
         database(folder / "survey.db"),
-        job(folder / "job.toml") {}
+        job(folder / "job.toml"),
+        traces(folder / "attributes.sgy") {
+    host::local::JobFile written;
+    written.file = job;
+    written.database = database;
+    checkpoint = Checkpointer::fileOf(written);
+  }
   std::filesystem::path gathers, trueCsv, startCsv, database, job;
+  std::filesystem::path traces, checkpoint;  // that a run of the job leaves
 };
 
 void prepareFolder(const SynthOptions& options, const SurveyFiles& files) {
@@ -415,7 +431,8 @@ void prepareFolder(const SynthOptions& options, const SurveyFiles& files) {
     throw RunError(options.folder.string() +
                    ": cannot be made a folder: " + (error ? error.message() : "a file has that name") + ".");
   if (options.overwrite) return;
-  for (const auto& file : {files.gathers, files.trueCsv, files.startCsv, files.database, files.job})
+  for (const auto& file :
+       {files.gathers, files.trueCsv, files.startCsv, files.database, files.job, files.traces, files.checkpoint})
     if (std::filesystem::exists(file))
       throw RunError(file.string() +
                      " is there already. Name another folder, or use --force to replace the survey in this one.");
@@ -493,7 +510,7 @@ void writeTables(const SynthOptions& options, const SynthSurvey& survey, const S
   writeText(files.trueCsv, [&](std::ostream& out) { host::local::writeTableCsv(trueTable, "VEL", out); });
   writeText(files.startCsv, [&](std::ostream& out) { host::local::writeTableCsv(startTable, "VEL", out); });
   // Results of an earlier survey have no place beside the new one.
-  std::filesystem::remove(files.database);
+  for (const auto& file : {files.database, files.traces, files.checkpoint}) std::filesystem::remove(file);
   host::local::Database database(files.database, host::local::Database::Access::create);
   database.save(trueTable, "VEL");
   database.save(startTable, "VEL");

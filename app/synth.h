@@ -108,7 +108,9 @@ class SynthSurvey {
 /// Writes a survey into its folder: gathers.sgy; true.csv and start.csv, the velocities as they are and as the job
 /// starts from; survey.db with both as tables `true` and `start` of type VEL, and `true` of type VAZ when the job has
 /// sectors; job.toml, ready to run.
-/// @throws host::local::RunError when a survey stands there already, an option is not usable, or a file fails
+/// What a run of an earlier survey left there goes when the survey is replaced.
+/// @throws host::local::RunError when a survey, or what a run of it left, stands there already, an option is not
+/// usable, or a file fails
 void synthesise(const SynthOptions& options, std::ostream& log);
 
 }  // namespace app

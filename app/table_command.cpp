@@ -169,12 +169,17 @@ void deleteTable(const TableArguments& a) {
 }
 
 void compareTables(const TableArguments& a) {
+  const std::vector<float>& cdps = a.range.cdps;
+  if (!cdps.empty() && !(cdps.front() <= cdps.back()))
+    throw CLI::ValidationError(
+        "--cdps", "expected the first CDP, then the last, not " + number(cdps.front()) + " and " + number(cdps.back()));
   const Database database(a.database, Database::Access::read);
   const TableDifference difference =
       differenceOf(*loadTable(database, a, a.name), *loadTable(database, a, a.other), a.range);
   std::printf("%s against %s: mean %+.2f %%, RMS %.2f %%\n", a.name.c_str(), a.other.c_str(), difference.all.mean(),
               difference.all.rms());
   std::fflush(stdout);
+  for (const std::string& line : difference.leftOut) std::cout << "left out: " << line << '\n';
   for (const std::string& by : a.by)
     by == "time" ? printTimes(difference, std::cout) : printLargestCdps(difference, std::cout);
 }
@@ -222,9 +227,9 @@ void addImport(CLI::App* sub, TableArguments& a) {
 void addDiff(CLI::App* sub, TableArguments& a) {
   sub->add_option("NAME", a.name, "table")->required();
   sub->add_option("REFERENCE", a.other, "table to compare it with")->required();
-  sub->add_option("--from", a.range.from, "first time, ms")->default_val(0.0f);
+  sub->add_option("--from", a.range.from, "first time, ms")->default_val(0.0);
   sub->add_option("--to", a.range.to, "last time, ms; the end of the table that ends first when left out");
-  sub->add_option("--step", a.range.step, "interval, ms")->default_val(20.0f)->check(CLI::PositiveNumber);
+  sub->add_option("--step", a.range.step, "interval, ms")->default_val(20.0)->check(CLI::PositiveNumber);
   sub->add_option("--cdps", a.range.cdps, "first and last CDP; all when left out")->expected(2);
   sub->add_option("--by", a.by, "also by time (ten ranges), cdp (the ten that differ most), or both")
       ->delimiter(',')

@@ -16,22 +16,22 @@ using host::Table;
 using host::local::RunError;
 
 constexpr std::size_t mostLines = 10;
+constexpr double rounding = 1e-7;  // relative; times of tables are in single precision
 
-/// The latest time of any function; 0 when there is none.
-float lastTime(const Table& table) {
-  float last = 0.0f;
-  for (const auto& [x, function] : table.functions()) last = std::max(last, function.y.back());
-  return last;
-}
+/// In few digits: what double precision adds is rounded off.
+std::string shortNumber(double value) { return number(static_cast<float>(value)); }
 
-int samplesOf(const DiffRange& range, float to) {
-  const float steps = (to - range.from) / range.step;
-  if (!(steps >= 0.0f && steps < 1e6f)) {
-    throw RunError("--from " + number(range.from) + " --to " + number(to) + " --step " + number(range.step) +
-                   ": expected ascending times, less than a million steps apart");
+std::size_t samplesOf(double from, double to, double step) {
+  const double steps = (to * (1.0 + rounding) - from) / step;
+  if (!(steps >= 0.0 && steps < 1e6)) {
+    throw RunError("times from " + shortNumber(from) + " to " + shortNumber(to) + " ms in steps of " +
+                   shortNumber(step) + " ms: expected ascending times, less than a million steps apart");
   }
-  return static_cast<int>(steps) + 1;
+  return static_cast<std::size_t>(steps) + 1;
 }
+
+/// "CDPs 1 to 40"
+std::string cdpsText(float first, float last) { return "CDPs " + number(first) + " to " + number(last); }
 
 void printLine(const std::string& where, const Difference& difference, std::ostream& out) {
   char text[120];
@@ -52,23 +52,32 @@ double Difference::mean() const { return sum / static_cast<double>(count); }
 double Difference::rms() const { return std::sqrt(squares / static_cast<double>(count)); }
 
 TableDifference differenceOf(const Table& table, const Table& reference, const DiffRange& range) {
-  for (const Table* each : {&table, &reference}) {
-    if (each->functions().empty()) throw RunError("table \"" + each->name() + "\" holds no functions");
-  }
-  const int samples = samplesOf(range, range.to.value_or(std::min(lastTime(table), lastTime(reference))));
-  const auto n = static_cast<std::size_t>(samples);
+  const TableRanges has = rangesOf(table, false), wants = rangesOf(reference, false);
+  const float firstOfBoth = std::max(has.firstY, wants.firstY);
+  const bool tooEarly = static_cast<float>(range.from) < firstOfBoth;
+  const double from = tooEarly ? firstOfBoth : range.from;
+  const std::size_t n = samplesOf(from, range.to.value_or(std::min(has.lastY, wants.lastY)), range.step);
   std::vector<float> found(n), wanted(n);
+  const auto sample = [&](const Table& each, float cdp, std::vector<float>& out) {
+    each.alongX(cdp, static_cast<int>(n), static_cast<float>(from), static_cast<float>(range.step), out.data());
+  };
   TableDifference result;
   result.times.resize(std::min(n, mostLines));
   const auto rangeOf = [&](std::size_t k) -> TableDifference::TimeRange& {
     return result.times[k * result.times.size() / n];
   };
-  for (std::size_t k = 0; k < n; ++k) rangeOf(k).last = static_cast<float>(k) * range.step + range.from;
-  for (std::size_t k = n; k-- > 0;) rangeOf(k).first = static_cast<float>(k) * range.step + range.from;
+  const auto timeOf = [&](std::size_t k) { return static_cast<float>(from + static_cast<double>(k) * range.step); };
+  for (std::size_t k = 0; k < n; ++k) rangeOf(k).last = timeOf(k);
+  for (std::size_t k = n; k-- > 0;) rangeOf(k).first = timeOf(k);
+  std::size_t outside = 0;
   for (const auto& [cdp, function] : reference.functions()) {
     if (!range.cdps.empty() && (cdp < range.cdps.front() || cdp > range.cdps.back())) continue;
-    table.alongX(cdp, samples, range.from, range.step, found.data());
-    reference.alongX(cdp, samples, range.from, range.step, wanted.data());
+    if (cdp < has.firstX || cdp > has.lastX) {
+      ++outside;
+      continue;
+    }
+    sample(table, cdp, found);
+    sample(reference, cdp, wanted);
     Difference& ofCdp = result.cdps[cdp];
     for (std::size_t k = 0; k < n; ++k) {
       const double percent = 100.0 * (static_cast<double>(found[k]) / static_cast<double>(wanted[k]) - 1.0);
@@ -77,7 +86,17 @@ TableDifference differenceOf(const Table& table, const Table& reference, const D
       ofCdp.add(percent);
     }
   }
-  if (result.all.count == 0) throw RunError("no function of \"" + reference.name() + "\" lies in the range of CDPs");
+  const std::string whereItIs = cdpsText(has.firstX, has.lastX) + " of \"" + table.name() + "\"";
+  if (result.all.count == 0) {
+    throw RunError(
+        "no function of \"" + reference.name() + "\", " + cdpsText(wants.firstX, wants.lastX) + ", lies in " +
+        whereItIs +
+        (range.cdps.empty() ? "" : " and in --cdps " + number(range.cdps.front()) + " " + number(range.cdps.back())));
+  }
+  if (outside > 0)
+    result.leftOut.push_back(std::to_string(outside) + (outside == 1 ? " CDP" : " CDPs") + " of \"" + reference.name() +
+                             "\" outside " + whereItIs);
+  if (tooEarly) result.leftOut.push_back("times before " + number(firstOfBoth) + " ms, the first that both have");
   return result;
 }
 

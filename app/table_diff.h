@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "host/local/table.h"
@@ -12,9 +13,9 @@ namespace app {
 
 /// Where two velocity tables are compared. Times in ms.
 struct DiffRange {
-  float from = 0.0f, step = 20.0f;
-  std::optional<float> to;  ///< the end of the table that ends first when left out
-  std::vector<float> cdps;  ///< first and last; all when empty
+  double from = 0.0, step = 20.0;
+  std::optional<double> to;  ///< the end of the table that ends first when left out
+  std::vector<float> cdps;   ///< first and last; all when empty
 };
 
 /// Differences in percent, as they come.
@@ -27,7 +28,8 @@ struct Difference {
   double rms() const;
 };
 
-/// Difference of a velocity table to a reference, in percent of the reference, at the CDPs of the reference.
+/// Difference of a velocity table to a reference, in percent of the reference, at the CDPs of the reference that lie
+/// in the range of the table, from the first time that both have.
 struct TableDifference {
   struct TimeRange {
     float first = 0.0f, last = 0.0f;  ///< of its samples, ms
@@ -36,9 +38,10 @@ struct TableDifference {
   Difference all;
   std::vector<TimeRange> times;  ///< ten equal ranges, or one a sample where there are fewer
   std::map<float, Difference> cdps;
+  std::vector<std::string> leftOut;  ///< of what was asked for, a line each
 };
 
-/// @throws host::local::RunError when a table is empty, or no time or CDP lies in the range
+/// @throws host::local::RunError when a table holds no points, or no time or CDP lies in the range
 TableDifference differenceOf(const host::Table& table, const host::Table& reference, const DiffRange& range);
 
 void printTimes(const TableDifference& difference, std::ostream& out);

@@ -45,7 +45,7 @@ void printRanges(const Table& table, const std::string& type, const TableRanges&
 std::vector<float> cdpsToDraw(const Table& table, std::optional<float> asked, bool middleOnly) {
   const auto& functions = table.functions();
   const float first = functions.begin()->first, last = functions.rbegin()->first;
-  if (asked && (*asked < first || *asked > last))
+  if (asked && !(*asked >= first && *asked <= last))
     throw RunError("table \"" + table.name() + "\" has CDPs " + number(first) + " to " + number(last) + "; CDP " +
                    number(*asked) + " is outside");
   if (asked) return {*asked};
@@ -79,15 +79,20 @@ void drawHorizons(const Table& table, const TableRanges& ranges, std::ostream& o
   const auto zCount = static_cast<std::size_t>(table.zCount());
   std::vector<float> values(zCount);
   for (const auto& [horizon, function] : table.functions()) {
+    const char mark = markOf(static_cast<std::size_t>(horizon));
     for (int column = 0; column < CharacterPlot::columns; ++column) {
       const float cdp = plot.valueOf(column);
       if (cdp < function.y.front() || cdp > function.y.back()) continue;
       table.point(horizon, cdp, values.data());
-      plot.mark(cdp, values.back(), markOf(static_cast<std::size_t>(horizon)));
+      plot.mark(cdp, values.back(), mark);
     }
+    for (std::size_t k = 0; k < function.y.size(); ++k)  // those between two columns too
+      plot.mark(function.y[k], function.z[(k + 1) * zCount - 1], mark);
   }
   plot.print(out);
-  out << std::string(10, ' ') << "CDP  marks are the numbers of the horizons   * several\n";
+  const float last = table.functions().rbegin()->first;
+  out << std::string(10, ' ') << "CDP  marks: horizons" << (last >= 10.0f ? ", a to z from 10" : "")
+      << (last >= 36.0f ? ", 0 to z again from 36" : "") << "   * several\n";
 }
 
 }  // namespace

@@ -11,6 +11,7 @@ _korvane_words() {
 
 _korvane() {
   local word=${COMP_WORDS[COMP_CWORD]} command=("${COMP_WORDS[0]}") help offered before
+  if [[ ${command[0]} == "~/"* ]]; then command[0]=$HOME${command[0]:1}; fi
   help=$("${command[@]}" --help 2>/dev/null) || return
   offered=$(_korvane_words subcommands <<< "$help")
   for before in "${COMP_WORDS[@]:1:COMP_CWORD-1}"; do

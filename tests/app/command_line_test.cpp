@@ -46,7 +46,9 @@ TEST_F(CommandLine, WordsThatMakeNoCommandAreNamedAndEndWithStatusTwo) {
       {{"scan", "a", "--fast"}, "--fast"},
       {{"synth", path("s"), "--fold", "many"}, "many"},
       {{"table", "export", db, "VLE", "a"}, "VLE"},
-      {{"table", "diff", db, "a", "b", "--to", "9", "--step", "0"}, "--step"}};
+      {{"table", "diff", db, "a", "b", "--to", "9", "--step", "0"}, "--step"},
+      {{"table", "diff", db, "a", "b", "--cdps", "5", "1"},
+       "--cdps: expected the first CDP, then the last, not 5 and"}};
   for (const auto& [words, part] : calls) expectParts(failed(words, 2), {part});
   EXPECT_EQ(filesInFolder(), 2);  // what the calls said
 }
@@ -100,10 +102,24 @@ TEST_F(CommandLine, DiffGivesMeanAndRmsInPercentOfTheReferenceToTheEndOfTheShort
   import("VEL", "flat", "cdp,time,velocity\n1,0,2000\n2,0,2000\n2,40,2000\n");
   import("VEL", "off", "cdp,time,velocity\n1,0,2060\n2,0,1980\n2,40,1980\n2,80,9000\n");
   EXPECT_EQ(done({"table", "diff", db, "off", "flat"}), "off against flat: mean +1.00 %, RMS 2.24 %\n");
-  refused({"table", "diff", db, "off", "flat", "--cdps", "3", "9"}, "range of CDPs");
+  refused({"table", "diff", db, "off", "flat", "--cdps", "3", "9"},
+          "no function of \"flat\", CDPs 1 to 2, lies in CDPs 1 to 2 of \"off\" and in --cdps 3 9");
   SQLite::Database(db, SQLite::OPEN_READWRITE).exec("DELETE FROM korvane_function WHERE table_id = 1");
   for (const auto& [table, reference] : {std::pair{"off", "flat"}, {"flat", "off"}})
-    refused({"table", "diff", db, table, reference}, "table \"flat\" holds no functions");
+    refused({"table", "diff", db, table, reference}, "table \"flat\" holds no points");
+}
+
+TEST_F(CommandLine, DiffLeavesOutAndSaysWhereATableHasNothing) {
+  import("VEL", "few", "cdp,time,velocity\n3,0,2000\n3,200,2000\n7,0,2000\n7,200,2000\n");
+  import("VEL", "many", "cdp,time,velocity\n1,40,9000\n2,40,9000\n3,40,2000\n5,40,1600\n7,40,2000\n8,40,9000\n");
+  const std::string late = "left out: times before 40 ms, the first that both have\n",
+                    ends = "left out: 3 CDPs of \"many\" outside CDPs 3 to 7 of \"few\"\n";
+  EXPECT_EQ(done({"table", "diff", db, "few", "many", "--from", "-100"}),
+            "few against many: mean +8.33 %, RMS 14.43 %\n" + ends + late);
+  EXPECT_EQ(done({"table", "diff", db, "few", "many", "--from", "40", "--cdps", "6", "8"}),
+            "few against many: mean +0.00 %, RMS 0.00 %\n"
+            "left out: 1 CDP of \"many\" outside CDPs 3 to 7 of \"few\"\n");
+  EXPECT_EQ(done({"table", "diff", db, "many", "few"}), "many against few: mean +0.00 %, RMS 0.00 %\n" + late);
 }
 
 TEST_F(CommandLine, DiffByTimeAndCdpBreaksTheDifferenceDown) {
@@ -119,6 +135,13 @@ TEST_F(CommandLine, DiffByTimeAndCdpBreaksTheDifferenceDown) {
             "CDP                       mean %     RMS %\n"
             "2                          +0.12      1.25\n"
             "1                          +0.00      0.00\n");
+  expectParts(done({"table", "diff", db, "off", "flat", "--step", "1.2", "--to", "18", "--by", "time"}),
+              {"\n15.6 to 16.8 ", "\n18 to 18 "});
+  import("VEL", "odd", "cdp,time,velocity\n1,100.3,2000\n1,200.2,2000\n");  // above and below in single precision
+  EXPECT_EQ(done({"table", "diff", db, "flat", "odd", "--from", "100.3"}),
+            "flat against odd: mean +0.00 %, RMS 0.00 %\n");
+  done({"table", "diff", db, "flat", "odd", "--from", "200.2"});
+  refused({"table", "diff", db, "off", "flat", "--from", "300", "--to", "299.9"}, "from 300 to 299.9 ms");
 }
 
 TEST_F(CommandLine, ImportSaysWhatItReadAndHowItTookTheUnits) {
@@ -150,10 +173,12 @@ TEST_F(CommandLine, ShowGivesTheRangesAndDrawsWithinEightyColumns) {
   import("VEL", "one", "cdp,time,velocity\n1,0,1500\n1,2300,3810\n5,0,1600\n9,0,1700\n9,2300,2000\n");
   import("VAZ", "two", "cdp,time,velocity_0,velocity_1\n7,0,1500,1600\n7,230,2170,1600\n");
   import("AHZ", "hor", "horizon,cdp,time\n1,1,400\n1,68,400\n2,1,860\n2,68,860\n");
+  import("AHZ", "short", "horizon,cdp,time\n1,1,100\n1,100,120\n10,50,400\n10,51,410\n36,37,700\n");
   const std::string velocities = done({"table", "show", db, "VEL", "one"}),
                     one = done({"table", "show", db, "VEL", "one", "--cdp", "3"}),
                     sectors = done({"table", "show", db, "VAZ", "two"}),
-                    horizons = done({"table", "show", db, "AHZ", "hor"});
+                    horizons = done({"table", "show", db, "AHZ", "hor"}),
+                    between = done({"table", "show", db, "AHZ", "short"});
   expectParts(
       velocities,
       {"VEL \"one\": 3 functions, 5 points, 1 to 2 a function\n", "CDP       1 to 9\n", "time      0 to 2300 ms\n",
@@ -162,11 +187,16 @@ TEST_F(CommandLine, ShowGivesTheRangesAndDrawsWithinEightyColumns) {
   expectParts(one, {"1 CDP 3 (between functions)"});
   expectParts(sectors, {"2 a function, 2 sectors\n", "\n     0.0 |0         1\n", "sectors of CDP 7"});
   expectParts(horizons, {"400 (horizon 1 at CDP 1) to 860 (horizon 2 at CDP 1) ms\n",
-                         "|" + std::string(68, '1') + "\n   420.0 |\n", "   860.0 |" + std::string(68, '2') + "\n"});
-  for (const std::string& text : {velocities, one, sectors, horizons})
+                         "|" + std::string(68, '1') + "\n   420.0 |\n", "   860.0 |" + std::string(68, '2') + "\n",
+                         "marks: horizons   * several\n"});
+  expectParts(between,  // points that no column of the plot stands for
+              {"   413.0 |" + std::string(33, ' ') + "aa\n", "   700.0 |" + std::string(24, ' ') + "0\n",
+               "marks: horizons, a to z from 10, 0 to z again from 36   * several\n"});
+  for (const std::string& text : {velocities, one, sectors, horizons, between})
     for (std::size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1)
       EXPECT_LE(end - at, 80u);
   refused({"table", "show", db, "VEL", "one", "--cdp", "10"}, "has CDPs 1 to 9; CDP 10 is outside");
+  refused({"table", "show", db, "VEL", "one", "--cdp", "nan"}, "CDP nan is outside");
   refused({"table", "show", db, "AHZ", "hor", "--cdp", "1"}, "--cdp is for VEL and VAZ");
 }
 
@@ -288,6 +318,8 @@ TEST_F(SurveyRun, AScanTellsWhyNoTraceIsLive) {
   expectParts(spoilt(2, ""), {"map the code to a word that is 0", "TRC_TYPE    = 121 "});
   expectParts(spoilt(1, "\x7f\xc0\x01\x01"), {"No trace is live with finite samples"});
   expectParts(spoilt(2, std::string(4, '\0')), {"none that was looked at has a signal"});
+  expectParts(call({"scan", save("cut.sgy", whole.substr(0, 3600 + traceBytes + 1))}).out,
+              {"cut inside trace 2 (1 stray byte)", "Largest         1 trace, at", "use the 1 whole trace."});
 }
 
 TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
@@ -295,9 +327,20 @@ TEST_F(SurveyRun, IsReplacedOnlyWhenToldAndByOptionsThatMakeOne) {
   refused({"synth", folder.string(), "--seed", "2"}, folder.string());
   EXPECT_TRUE(contents("gathers.sgy") == before);
   refused({"synth", path("s"), "--fold", "3"}, "fold 3: expected 4 to");
+  refused({"synth", path("s"), "--interval", "1.0005"}, "interval (ms) 1.0005: expected a whole number of microsec");
   EXPECT_FALSE(fs::exists(path("s")));
+  const std::string checkpoint = "survey.db.job.toml.checkpoint";
+  done({"run", path("job.toml")});
+  save(checkpoint, "of a run that was stopped");
   done({"synth", folder.string(), "--seed", "2", "--force"});
   EXPECT_FALSE(contents("gathers.sgy") == before);
+  for (const std::string& left : {std::string("attributes.sgy"), checkpoint}) {
+    EXPECT_FALSE(fs::exists(path(left))) << left;
+    fs::create_directory(path("s"));
+    save("s/" + left, "of another survey");
+    refused({"synth", path("s")}, left + " is there already");
+    fs::remove_all(path("s"));
+  }
 }
 
 }  // namespace

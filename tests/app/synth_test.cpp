@@ -39,5 +39,14 @@ TEST_F(SyntheticSurvey, HoldsTheGeometryInTheTraceHeaders) {
   }
 }
 
+TEST_F(SyntheticSurvey, TakesEveryWholeNumberOfMicrosecondsAsItsSampleInterval) {
+  SynthOptions options;
+  options.samples = 50;
+  for (int microseconds = 500; microseconds <= 8000; ++microseconds) {
+    options.interval = microseconds / 1000.0;
+    EXPECT_NO_THROW(SynthSurvey{options}) << microseconds;
+  }
+}
+
 }  // namespace
 }  // namespace app
