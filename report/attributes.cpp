@@ -110,7 +110,13 @@ float symmetricRange(const std::vector<float>& values) {
   return *at;
 }
 
+bool holdsValues(const std::vector<float>& values) {
+  return std::any_of(values.begin(), values.end(), [](float v) { return std::isfinite(v); });
+}
+
+/// Null where no trace was written.
 nlohmann::json symmetric(const std::vector<float>& values, int positions, int times) {
+  if (!holdsValues(values)) return nullptr;
   const float range = symmetricRange(values);
   return packed(values, {positions, times}, -range, range, Depth::bits8);
 }
@@ -176,14 +182,14 @@ nlohmann::json attributes(const Survey& survey) {
         crossplot.add(line.intercept[k], line.gradient[k]);
     }
     for (float& value : line.ratio) value = value == 0.0f ? noValue : value;  // nothing was revised there
-    const bool ratios = std::any_of(line.ratio.begin(), line.ratio.end(), [](float v) { return !std::isnan(v); });
-    list.push_back({{"inline", line.iline},
-                    {"sector", line.sector},
-                    {"crosslines", line.crosslines},
-                    {"times", Sampling{.step = static_cast<double>(p.dt) * timeStep, .count = times}.json()},
-                    {"intercept", symmetric(line.intercept, positions, times)},
-                    {"gradient", symmetric(line.gradient, positions, times)},
-                    {"ratio", ratios ? packed(line.ratio, {positions, times}, Depth::bits8) : nlohmann::json()}});
+    list.push_back(
+        {{"inline", line.iline},
+         {"sector", line.sector},
+         {"crosslines", line.crosslines},
+         {"times", Sampling{.step = static_cast<double>(p.dt) * timeStep, .count = times}.json()},
+         {"intercept", symmetric(line.intercept, positions, times)},
+         {"gradient", symmetric(line.gradient, positions, times)},
+         {"ratio", holdsValues(line.ratio) ? packed(line.ratio, {positions, times}, Depth::bits8) : nlohmann::json()}});
   }
   if (list.empty()) return {{"note", "The output holds no intercept, gradient or ratio traces (see OUTPUT)."}};
   return {{"lines", list}, {"crossplot", crossplot.json()}};

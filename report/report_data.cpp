@@ -1,5 +1,7 @@
 #include <chrono>
+#include <cmath>
 #include <ctime>
+#include <sstream>
 
 #include "report/survey.h"
 
@@ -23,11 +25,16 @@ nlohmann::json gridOf(const Survey& survey) {
   return {{"kind", p.is3D != 0 ? "3D" : "2D"}, {"inlines", inlines}, {"crosslines", crosslines}};
 }
 
+/// Bounds of the sectors in degrees, to a hundredth, which the narrowest need to differ.
 std::vector<std::string> sectorNames(const korvane::Parameters& p) {
   if (p.iazimuth == 0) return {""};
   std::vector<std::string> names;
-  const auto degrees = [&](int s) { return std::to_string(static_cast<int>(static_cast<float>(s) * p.zazim + 0.5f)); };
-  for (int s = 0; s < p.nazim; ++s) names.push_back(degrees(s) + " to " + degrees(s + 1));
+  const auto degrees = [&](int s) { return std::round(100.0 * s * static_cast<double>(p.zazim)) / 100.0; };
+  for (int s = 0; s < p.nazim; ++s) {
+    std::ostringstream name;
+    name << degrees(s) << " to " << degrees(s + 1);
+    names.push_back(name.str());
+  }
   return names;
 }
 

@@ -2,16 +2,15 @@
 
 function fillAttributes(section, report) {
   const {attributes, grid, sectors} = report;
-  const lines = attributes?.lines ?? [];
-  const crossplot = attributes?.crossplot;
-  if (!lines.length && !crossplot) {
-    section.append(paragraph(attributes?.note ?? 'The report holds no attributes.', 'note'));
+  if (attributes.note) {
+    section.append(paragraph(attributes.note, 'note'));
     return;
   }
+  const {lines, crossplot} = attributes;
   const state = {line: 0};
   const across = grid.kind === '2D' ? 'CDP' : 'Crossline';
   const map = (title, key, missing, {unit, text, shift = 0, factor = 1}) => {
-    const load = () => unpack(lines[state.line]?.[key]);
+    const load = () => unpack(lines[state.line][key]);
     return new Chart(title, load, (values) => {
       if (!values) return missing;
       const line = lines[state.line];
@@ -33,20 +32,20 @@ function fillAttributes(section, report) {
   ];
   linkCharts(maps, ['xaxis', 'yaxis']);
   const cross = new Chart('Crossplot of A and B', () => null, () => {
-    if (!crossplot?.a?.length) return 'There are no samples to plot B against A.';
     const {a, b, trend} = crossplot;
-    const data = [{type: 'scatter', mode: 'markers', x: a, y: b, marker: {size: 4, color: colour('after'), opacity: 0.35},
-      hovertemplate: 'A %{x:.3g}<br>B %{y:.3g}<extra></extra>'}];
-    if (trend) {
-      const ends = [quantile(a, 0), quantile(a, 1)];
-      data.push({type: 'scatter', mode: 'lines', x: ends, y: ends.map((x) => trend.slope * x + trend.offset), hoverinfo: 'skip',
-        line: {color: colour('before'), width: 2}});
-    }
-    const words = trend ? `trend: B = ${figure(trend.slope, 2)} A ${trend.offset < 0 ? '−' : '+'} ${Math.abs(trend.offset).toPrecision(2)}` : '';
+    if (!a.length) return 'There are no samples to plot B against A.';
+    const ends = [quantile(a, 0), quantile(a, 1)];
+    const data = [
+      {type: 'scatter', mode: 'markers', x: a, y: b, marker: {size: 4, color: colour('after'), opacity: 0.35},
+        hovertemplate: 'A %{x:.3g}<br>B %{y:.3g}<extra></extra>'},
+      {type: 'scatter', mode: 'lines', x: ends, y: ends.map((x) => trend.slope * x + trend.offset), hoverinfo: 'skip',
+        line: {color: colour('before'), width: 2}},
+    ];
+    const words = `trend: B = ${figure(trend.slope, 2)} A ${trend.offset < 0 ? '−' : '+'} ${Math.abs(trend.offset).toPrecision(2)}`;
     const zero = {zeroline: true, zerolinecolor: colour('muted')};
     return {data, layout: {xaxis: {title: titled('A, amplitude'), ...zero}, yaxis: {title: titled('B, amplitude'), ...zero},
-      annotations: words ? [{text: words, xref: 'paper', yref: 'paper', x: 1, y: 1, xanchor: 'right', yanchor: 'top', showarrow: false,
-        bgcolor: colour('page'), borderpad: 3}] : []}};
+      annotations: [{text: words, xref: 'paper', yref: 'paper', x: 1, y: 1, xanchor: 'right', yanchor: 'top', showarrow: false,
+        bgcolor: colour('page'), borderpad: 3}]}};
   });
   if (lines.length > 1) {
     const name = (line) => [grid.kind === '3D' ? `inline ${line.inline}` : null,
@@ -54,6 +53,5 @@ function fillAttributes(section, report) {
     section.append(element('div', {class: 'controls'},
       choice('Line', state, 'line', lines.map((line, i) => [i, name(line)]), () => maps.forEach((at) => at.refresh()))));
   }
-  if (attributes.note) section.append(paragraph(attributes.note, 'note'));
   section.append(element('div', {class: 'panels'}, ...[...maps, cross].map((at) => at.figure)));
 }

@@ -140,8 +140,10 @@ async function showAll() {
   for (const chart of charts) await chart.show();
 }
 
+const whenIdle = window.requestIdleCallback ?? setTimeout;  // not every browser tells when it is idle
+
 /** Draws the charts out of view while nothing else is to do, so that printing finds them. */
 function showWhenIdle() {
   const next = charts.find((chart) => !chart.shown);
-  if (next) requestIdleCallback(() => Promise.resolve(next.show()).then(showWhenIdle));
+  if (next) whenIdle(() => Promise.resolve(next.show()).then(showWhenIdle));
 }

@@ -2,34 +2,36 @@
 // gathers became.
 
 function fillConvergence(section, report) {
-  const {convergence} = report;
-  if (!convergence || !(convergence.passes?.length || convergence.revision || convergence.reason || convergence.flatness?.length)) {
-    section.append(paragraph(convergence?.note ?? 'The report holds no figures of convergence.', 'note'));
-    return;
-  }
-  const passes = convergence.passes ?? [];
-  const state = {sector: 0, range: 'all', pass: Math.max(0, (convergence.revision?.shape[0] ?? passes.length) - 1)};
+  const {convergence, velocity} = report;
+  const drawings = convergence.note ? [] : passCharts(section, report);
+  if (convergence.note) section.append(paragraph(convergence.note, 'note'));
+  if (velocity.after) drawings.push(flatnessScatter(convergence.flatness), flatnessPlaces(report));
+  section.append(element('div', {class: 'panels'}, ...drawings.map((at) => at.figure)));
+}
+
+/** Charts of the passes of the run, behind their controls. */
+function passCharts(section, report) {
+  const {convergence: {passes, revision}, grid} = report;
+  const count = revision?.shape[0] ?? 0;
+  const state = {sector: 0, range: 'all', pass: count - 1};
   const sized = passMap(report, state, 'revision', 'RMS revision of the pass, %', 'RMS revision, %', 'revised by %{z:.2f} %');
   const limited = passMap(report, state, 'limited', 'Samples at a limit in the pass, %', 'at a limit, %', '%{z:.0f} % at a limit');
   const maps = [sized, limited];
   const reasoned = reasonMap(report, state);
-  const controls = sectorChoice(report, state, () => [...maps, reasoned.chart].forEach((at) => at.refresh()));
-  const count = convergence.revision?.shape[0] ?? 0;
+  const controls = sectorChoice(report, state, () => [...maps, reasoned].forEach((at) => at.refresh()));
   if (count > 1) {
-    controls.unshift(slider('Pass', state, 'pass', count, (at) => `${passes[at]?.pass ?? at + 1} of ${count}`,
+    controls.unshift(slider('Pass', state, 'pass', count, (at) => `${passes[at].pass} of ${count}`,
       () => maps.forEach((at) => at.refresh())));
-    if (report.grid.kind === '3D') {
+    if (grid.kind === '3D') {
       controls.push(choice('Colours over', state, 'range', [['all', 'all passes'], ['pass', 'this pass']], () => maps.forEach((at) => at.refresh())));
     }
   }
-  if (convergence.note) section.append(paragraph(convergence.note, 'note'));
-  section.append(
-    element('div', {class: 'controls'}, ...controls),
-    element('div', {class: 'panels'},
-      passCurve('Size of the revision per pass', passes, 'of velocity, %', [['RMS', 'rms', 'ink', 'solid'], ['mean', 'mean', 'muted', 'dash']]).figure,
-      passCurve('Samples at a limit per pass', passes, 'of the samples, %', [['at a limit', 'limited', 'ink', 'solid']], 100).figure,
-      sized.figure, limited.figure, reasoned.chart.figure,
-      flatnessScatter(convergence.flatness).figure, flatnessPlaces(report).figure));
+  section.append(element('div', {class: 'controls'}, ...controls));
+  return [
+    passCurve('Size of the revision per pass', passes, 'of velocity, %', [['RMS', 'rms', 'ink', 'solid'], ['mean', 'mean', 'muted', 'dash']]),
+    passCurve('Samples at a limit per pass', passes, 'of the samples, %', [['at a limit', 'limited', 'ink', 'solid']], 100),
+    ...maps, reasoned,
+  ];
 }
 
 function passCurve(title, passes, unit, curves, factor = 1) {
@@ -46,6 +48,14 @@ function passCurve(title, passes, unit, curves, factor = 1) {
   });
 }
 
+/** A curve, and dots for the points that no line joins to another. */
+function curve(trace) {
+  const there = (i) => Number.isFinite(trace.y[i]);
+  const alone = Array.from(trace.y, (value, i) => (there(i - 1) || there(i + 1) ? null : value));
+  return [{...trace, type: 'scatter', mode: 'lines'},
+    {...trace, type: 'scatter', mode: 'markers', y: alone, marker: {size: 5, color: trace.line.color}, showlegend: false}];
+}
+
 /** A percentage of every function in one pass: a curve along a line, a map over a grid. */
 function passMap({convergence, grid}, state, key, title, axis, text) {
   return new Chart(title, () => unpack(convergence[key]), (values) => {
@@ -58,11 +68,11 @@ function passMap({convergence, grid}, state, key, title, axis, text) {
       return overGrid(grid, rows, {scale: scales.velocity(), range: [0, top], unit: '%', text});
     }
     const passes = [...Array(values.shape[0]).keys()];
-    const curve = (pass, line) => ({type: 'scatter', mode: 'lines', x: grid.crosslines, y: values.cut([pass, sector, 0, null]), line,
+    const along = (pass, line) => curve({x: grid.crosslines, y: values.cut([pass, sector, 0, null]), line,
       hovertemplate: `CDP %{x}<br>pass ${pass + 1}: ${text.replace('%{z', '%{y')}<extra></extra>`});
     return {
-      data: [...passes.filter((pass) => pass !== state.pass).map((pass) => curve(pass, {color: colour('faint'), width: 1})),
-        curve(state.pass, {color: colour('after'), width: 2})],
+      data: [...passes.filter((pass) => pass !== state.pass).flatMap((pass) => along(pass, {color: colour('faint'), width: 1})),
+        ...along(state.pass, {color: colour('after'), width: 2})],
       layout: {xaxis: {title: titled('CDP')}, yaxis: {title: titled(axis), range: [0, 1.05 * all]}, uirevision: key},
     };
   });
@@ -70,7 +80,7 @@ function passMap({convergence, grid}, state, key, title, axis, text) {
 
 /** Why nothing was revised: a map of reasons with a key that counts them. */
 function reasonMap({convergence, grid, sectors}, state) {
-  const {reasons = []} = convergence;
+  const {reasons} = convergence;
   const key = element('ul', {class: 'key'});
   const chart = new Chart('Where nothing was revised, and why', () => unpack(convergence.reason), (values) => {
     key.replaceChildren();
@@ -92,7 +102,7 @@ function reasonMap({convergence, grid, sectors}, state) {
     return drawing;
   });
   chart.figure.append(key);
-  return {chart};
+  return chart;
 }
 
 /** A map over the grid of a 3D survey. */
@@ -107,7 +117,7 @@ const UNMEASURED = 'The flatness of the gathers was not measured.';
 
 function flatnessScatter(flatness) {
   return new Chart('Flatness after against before', () => null, () => {
-    if (!flatness?.length) return UNMEASURED;
+    if (!flatness.length) return UNMEASURED;
     const [x, y] = ['before', 'after'].map((key) => flatness.map((at) => at[key]));
     const ends = [quantile([...x, ...y], 0), quantile([...x, ...y], 1)];
     const room = 0.05 * (ends[1] - ends[0] || 1);
@@ -129,7 +139,7 @@ function flatnessScatter(flatness) {
 function flatnessPlaces({convergence: {flatness}, grid}) {
   const title = grid.kind === '3D' ? 'Change of flatness over the grid, semblance after less before' : 'Flatness along the line';
   return new Chart(title, () => null, () => {
-    if (!flatness?.length) return UNMEASURED;
+    if (!flatness.length) return UNMEASURED;
     if (grid.kind === '3D') {
       const change = flatness.map(({before, after}) => after - before);
       const width = spreadAroundZero(change);
@@ -144,8 +154,8 @@ function flatnessPlaces({convergence: {flatness}, grid}) {
     }
     const along = [...flatness].sort((a, b) => a.cdp - b.cdp);
     return {
-      data: [['before', 'dash'], ['after', 'solid']].map(([key, dash]) => ({
-        type: 'scatter', mode: 'lines', name: key, x: along.map((at) => at.cdp), y: along.map((at) => at[key]), line: {color: colour(key), width: 2, dash},
+      data: [['before', 'dash'], ['after', 'solid']].flatMap(([key, dash]) => curve({
+        name: key, x: along.map((at) => at.cdp), y: along.map((at) => at[key]), line: {color: colour(key), width: 2, dash},
         hovertemplate: `CDP %{x}<br>${key} %{y:.3f}<extra></extra>`})),
       layout: {showlegend: true, margin: {t: 28}, xaxis: {title: titled('CDP')}, yaxis: {title: titled('Semblance')}},
     };

@@ -29,9 +29,18 @@ class Values {
 
   /** At most `count` values, evenly spread over the array. */
   sample(count) {
-    const stride = Math.max(1, Math.floor(this.numbers.length / count));
-    return Float32Array.from({length: Math.floor(this.numbers.length / stride)}, (_, i) => this.at(i * stride));
+    const stride = strideOver(this.numbers.length, count, this.shape.at(-1));
+    return Float32Array.from({length: Math.ceil(this.numbers.length / stride)}, (_, i) => this.at(i * stride));
   }
+}
+
+/** A stride that takes at most `count` of `length` values and, having no factor in common with `last`, the last
+ *  dimension, comes upon every place along it. */
+function strideOver(length, count, last) {
+  const factor = (a, b) => (b ? factor(b, a % b) : a);
+  let stride = Math.max(1, Math.ceil(length / count));
+  while (factor(stride, last) > 1) ++stride;
+  return stride;
 }
 
 const unpacked = new WeakMap();
@@ -53,8 +62,14 @@ async function inflate(part) {
   return new Values(part, part.bits === 8 ? new Uint8Array(buffer) : new Uint16Array(buffer));
 }
 
+/** A number that was in single precision, without the digits beyond it. */
+const rounded = (value) => Number(value.toPrecision(6));
+
 /** The times of a sampling in ms. */
-const timesOf = (sampling) => Array.from({length: sampling.count}, (_, i) => sampling.start + i * sampling.step);
+function timesOf({start, step, count}) {
+  const interval = rounded(step);
+  return Array.from({length: count}, (_, i) => Number((start + i * interval).toFixed(6)));
+}
 
 /** Rows and columns exchanged. */
 const transposed = (rows) => Array.from({length: rows[0].length}, (_, i) => Float32Array.from(rows, (row) => row[i]));
@@ -74,6 +89,14 @@ function spreadAroundZero(values) {
   if (!(width > 0)) return 1;
   const decade = 10 ** Math.floor(Math.log10(width));
   return decade * [1, 1.5, 2, 3, 5, 7, 10].find((round) => round * decade >= width * 0.999);
+}
+
+const percentChange = (before, after) => (100 * (after - before)) / before;
+
+/** Change of a flatness in percent; less than one is none. */
+function flatnessChange({before, after}) {
+  const change = percentChange(before, after);
+  return Math.abs(change) >= 1 ? change : 0;
 }
 
 /** A number for the eye: thousands grouped from 10,000, a true minus sign, a dash for a missing value. */

@@ -1,7 +1,7 @@
 // Gather viewer: one gather moved out with both velocity functions, the functions, and the semblance.
 
 function fillGathers(section, report) {
-  const gathers = report.gathers ?? [];
+  const {gathers, velocity} = report;
   if (!gathers.length) {
     section.append(paragraph('The report holds no gathers.', 'note'));
     return;
@@ -11,10 +11,15 @@ function fillGathers(section, report) {
   const gather = () => gathers[state.gather];
 
   let pending = null;
-  const load = () => (pending ??= prepareGather(gather(), state.along));
+  const prepare = async () => {
+    const view = await prepareGather(gather(), state.along);
+    hint.textContent = limitsInWords([...view.before.limits, ...view.after.limits]);
+    return view;
+  };
+  const load = () => (pending ??= prepare());
   const moved = (title, key) => new Chart(title, load, (view) => {
+    if (!velocity[key]) return velocity.note;
     const panel = view[key];
-    if (!panel) return 'The angles of this gather were not recorded; choose the offset along the top.';
     const {positions, labels, spacing} = panel;
     const wiggles = state.display === 'wiggle';
     const data = wiggles ? wigglesOf(panel, view.times, view.loud / GAINS[state.gain])
@@ -42,17 +47,16 @@ function fillGathers(section, report) {
       autorange: false},
     uirevision: `${state.gather}`,
   });
-  const functions = new Chart('Velocity functions', load, () => {
-    const lines = functionLines(gather().functions, speed);
-    return lines.length ? {data: lines, layout: {...functionAxes({}), showlegend: true}} : 'The velocity functions were not recorded.';
-  });
+  const lines = (edged) => functionLines(gather().functions, ['before', 'after'].filter((key) => velocity[key]), speed, edged);
+  const functions = new Chart('Velocity functions', load, () =>
+    ({data: lines(false), layout: {...functionAxes({}), showlegend: true}}));
   const semblance = new Chart('Semblance', load, ({semblance: values}) => {
     const {semblance} = gather();
-    if (!values) return 'The semblance of this gather was not computed.';
+    const greatest = quantile(values.sample(Infinity), 1) || 1;
     const map = heatmap({x: semblance.velocities, y: timesOf(semblance.times), z: transposed(values.cut([null, null])),
-      scale: scales.semblance(), range: [0, values.max], unit: '',
+      scale: scales.semblance(), range: [0, greatest], unit: '',
       text: `Velocity %{x:.0f} ${speed}<br>Time %{y} ms<br>Semblance %{z:.2f}`});
-    return {data: [map, ...functionLines(gather().functions, speed, true)],
+    return {data: [map, ...lines(true)],
       layout: functionAxes({range: [semblance.velocities[0], semblance.velocities.at(-1)], showgrid: false})};
   });
 
@@ -60,14 +64,12 @@ function fillGathers(section, report) {
     functions, semblance];
   linkCharts(shown, ['yaxis']);
 
-  const words = element('p', {'aria-live': 'polite'}, flatnessInWords(gather()));
-  const limits = () => (gather().angles && gather().angleLimits
-    ? `Dotted lines mark the angle limits, ${gather().angleLimits.map((angle) => `${angle}°`).join(' and ')}.` : '');
-  const hint = paragraph(limits(), 'hint');
+  const inWords = () => flatnessInWords(gather().flatness, velocity.after);
+  const words = element('p', {'aria-live': 'polite'}, inWords());
+  const hint = paragraph('', 'hint');
   const refresh = () => {
     pending = null;
-    hint.textContent = limits();
-    words.textContent = flatnessInWords(gather());
+    words.textContent = inWords();
     shown.forEach((at) => at.refresh());
   };
   const name = (at) => [at.label, report.grid.kind === '3D' ? `inline ${at.inline}, crossline ${at.crossline}` : null,
@@ -84,11 +86,11 @@ function fillGathers(section, report) {
 
   /** What the panels of a gather show. */
   async function prepareGather(at, along) {
-    const parts = [at.before, at.after, at.angles?.before, at.angles?.after, at.semblance?.values];
+    const parts = [at.before, at.after, at.angles.before, at.angles.after, at.semblance.values];
     const [before, after, anglesBefore, anglesAfter, semblance] = await Promise.all(parts.map(unpack));
     const times = timesOf(at.times);
     const panelOf = along === 'angle' ? anglePanel : offsetPanel;
-    const panel = (traces, angles) => panelOf(at, traces.cut([null, null]), angles && anglesAt(at, angles, times), times, length);
+    const panel = (traces, angles) => panelOf(at, traces.cut([null, null]), anglesAt(at, angles, times), times, length);
     const loud = quantile([...before.sample(20000), ...after.sample(20000)].map(Math.abs), 0.98) || 1;
     return {times, loud, semblance, before: panel(before, anglesBefore), after: panel(after, anglesAfter)};
   }
@@ -97,13 +99,24 @@ function fillGathers(section, report) {
 /** Gains of the slider: the amplitude that 98 % of the samples stay below reaches the next trace at 1. */
 const GAINS = [0.25, 0.5, 0.7, 1, 1.4, 2, 3, 4, 6];
 
-function flatnessInWords({flatness}) {
-  if (!flatness) return 'The flatness of this gather was not measured.';
-  const {before, after} = flatness;
-  const change = percentChange(before, after);
-  const verdict = Math.abs(change) < 1 ? 'as flat as before' : `${change > 0 ? 'flatter' : 'less flat'} by ${figure(Math.abs(change))} %`;
-  return `Flatness (semblance of the moved-out gather): ${figure(before, 2)} before, ${figure(after, 2)} after; ${verdict}.`;
+function flatnessInWords(flatness, refined) {
+  const before = `Flatness (semblance of the moved-out gather): ${figure(flatness.before, 2)} before`;
+  if (!refined) return `${before}.`;
+  const change = flatnessChange(flatness);
+  const verdict = change ? `${change > 0 ? 'flatter' : 'less flat'} by ${figure(Math.abs(change))} %` : 'as flat as before';
+  return `${before}, ${figure(flatness.after, 2)} after; ${verdict}.`;
 }
+
+/** Names the limits that are drawn. */
+function limitsInWords(limits) {
+  const angles = [...new Set(limits.map(({angle}) => `${angle}°`))];
+  if (!angles.length) return '';
+  return `Dotted lines mark the ${angles.length > 1 ? 'angle limits' : 'angle limit'}, ${angles.join(' and ')}.`;
+}
+
+/** Lines of the angle limits that a gather reaches; `across` gives their places. */
+const limitLines = ({angleLimits}, times, across) => angleLimits.map(rounded).map((angle) => ({angle, x: across(angle), y: times}))
+  .filter(({x}) => x.some((at) => at !== null));
 
 /** Angles [trace][time] at the times of the gather, from their coarser sampling. */
 function anglesAt({angleTimes}, angles, times) {
@@ -121,14 +134,13 @@ const byOffset = ({offsets}) => [...offsets.keys()].sort((a, b) => Math.abs(offs
 /** Traces beside each other in order of offset; angle limits run across them. */
 function offsetPanel(at, traces, angles, times, unit) {
   const order = byOffset(at);
-  const sorted = angles && order.map((i) => angles[i]);
+  const sorted = order.map((i) => angles[i]);
   const labels = order.map((i) => `${Math.round(Math.abs(at.offsets[i]))}`);
   const ticked = [...order.keys()].filter((i) => i % Math.ceil(order.length / (narrow.matches ? 5 : 7)) === 0);
   return {
     name: 'Offset', unit, traces: order.map((i) => traces[i]), positions: [...order.keys()], spacing: 1, labels,
     ticks: {tickvals: ticked, ticktext: ticked.map((i) => labels[i])},
-    limits: !sorted || !at.angleLimits ? [] : at.angleLimits.map((angle) =>
-      ({angle, x: times.map((_, j) => crossing(sorted.map((row) => row[j]), angle)), y: times})),
+    limits: limitLines(at, times, (angle) => times.map((_, j) => crossing(sorted.map((row) => row[j]), angle))),
   };
 }
 
@@ -142,9 +154,8 @@ function crossing(values, level) {
 
 /** Traces of equal angle, as many as the gather has, each sample between those of the two nearest angles. */
 function anglePanel(at, traces, angles, times) {
-  if (!angles) return null;
   const order = byOffset(at);
-  const widest = Math.min(quantile(angles.flatMap((row) => [...row]), 1), 1.5 * (at.angleLimits?.[1] || 60));
+  const widest = Math.min(quantile(angles.flatMap((row) => [...row]), 1), 1.5 * (at.angleLimits[1] || 60));
   const count = Math.max(order.length, 2);
   const spacing = widest / (count - 1);
   const degrees = Array.from({length: count}, (_, i) => i * spacing);
@@ -161,7 +172,7 @@ function anglePanel(at, traces, angles, times) {
   }
   return {
     name: 'Angle', unit: 'degrees', traces: made, positions: degrees, spacing, labels: degrees.map((angle) => figure(angle, 1)),
-    limits: (at.angleLimits ?? []).filter((angle) => angle <= widest).map((angle) => ({angle, x: times.map(() => angle), y: times})),
+    limits: limitLines(at, times, (angle) => times.map(() => (angle <= widest ? angle : null))),
   };
 }
 
@@ -198,12 +209,12 @@ function wigglesOf({traces, positions, spacing}, times, loud) {
   ];
 }
 
-/** Lines of both velocity functions, on a map with an edge that sets them off. */
-function functionLines(functions, speed, edged = false) {
-  if (!functions) return [];
+/** Lines of the velocity functions `keys`, on a map with an edge that sets them off. */
+function functionLines(functions, keys, speed, edged) {
   const y = timesOf(functions.times);
-  return [['before', 'dash'], ['after', 'solid']].filter(([key]) => functions[key]).flatMap(([key, dash]) => {
-    const line = {type: 'scatter', mode: 'lines', name: key, x: functions[key], y, line: {color: colour(key), width: 2, dash},
+  return keys.flatMap((key) => {
+    const line = {type: 'scatter', mode: 'lines', name: key, x: functions[key], y,
+      line: {color: colour(key), width: 2, dash: key === 'before' ? 'dash' : 'solid'},
       hovertemplate: `${key} %{x:.0f} ${speed}<br>Time %{y} ms<extra></extra>`};
     const edge = {...line, line: {color: colour('surface'), width: 5}, hoverinfo: 'skip', hovertemplate: null};
     return edged ? [edge, line] : [line];

@@ -54,4 +54,4 @@ byId('print').addEventListener('click', async () => {
   print();
 });
 
-requestIdleCallback(showWhenIdle);
+showWhenIdle();

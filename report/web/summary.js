@@ -2,26 +2,29 @@
 
 function fillSummary(section, report) {
   const {convergence, units} = report;
-  const tiles = keyFigures(convergence ?? {});
+  const tiles = keyFigures(report);
   if (tiles.length) section.append(element('dl', {class: 'tiles'}, ...tiles));
-  if (report.warnings?.length) {
+  if (report.warnings.length) {
     section.append(element('div', {class: 'warnings'},
       element('h3', {}, report.warnings.length === 1 ? 'One warning' : `${report.warnings.length} warnings`),
       element('ul', {}, ...report.warnings.map((text) => element('li', {}, text)))));
   }
-  const tables = report.summary.map(({heading, rows}) => table(heading, rows));
-  if (convergence?.passes?.length) tables.push(passTable(convergence.passes));
+  const tables = report.summary.map(({heading, rows}) => table(heading, rows.map((row) => row.map(withoutFlag))));
+  if (convergence.passes?.length) tables.push(passTable(convergence.passes));
   section.append(element('div', {class: 'tables'}, ...tables));
   section.append(paragraph(`Velocities in ${units.velocity}, offsets in ${units.length}, times in ms.`, 'hint'));
 }
 
+/** The value of a switch without "flag", which is no unit. */
+const withoutFlag = (cell) => cell.replace(/^(-?\d+) flag$/, '$1');
+
 /** Tiles of a name, a figure and what it says. */
-function keyFigures({passes, flatness}) {
+function keyFigures({velocity, convergence: {passes, flatness}}) {
   const tile = (name, value, words) =>
     element('div', {}, element('dt', {}, name), element('dd', {}, element('strong', {}, value), ' ', words));
   const tiles = [];
-  if (flatness?.length) {
-    const flatter = flatness.filter(({before, after}) => after > before).length;
+  if (velocity.after && flatness.length) {
+    const flatter = flatness.filter((at) => flatnessChange(at) > 0).length;
     const median = (key) => figure(quantile(flatness.map((at) => at[key]), 0.5), 2);
     tiles.push(tile('Flatness of the gathers', `${median('before')} → ${median('after')}`, 'median semblance, before and after'));
     tiles.push(tile('Flatter than before', `${figure((100 * flatter) / flatness.length)} %`, `of ${figure(flatness.length)} gathers measured`));

@@ -30,6 +30,7 @@ function fillVelocity(section, report) {
     const [before, after] = await Promise.all([unpack(velocity.before), unpack(velocity.after)]);
     scale ??= scaleOf(before, after);
     view = viewOf(cuts[state.cut], state, before, after);
+    if (probe.used) read();
   };
   const load = () => (pending ??= prepare());
   const refresh = () => {
@@ -38,7 +39,7 @@ function fillVelocity(section, report) {
   };
 
   const chart = (title, key, colours, range, unitText, text) => new Chart(title, load, () => {
-    if (!view[key]) return velocity.note ?? 'No refined velocities were written.';
+    if (!view[key]) return velocity.note;
     const {across, down, layout} = view.cut;
     return {
       data: [heatmap({x: across.numbers, y: down.numbers, z: view[key], scale: colours(), range: range(), unit: unitText,
@@ -62,9 +63,12 @@ function fillVelocity(section, report) {
   const hint = grid.kind === '2D' ? 'Point at a section, or move through it with the arrow keys, to read values.'
     : 'Point at a section or slice, or move through it with the arrow keys, to read values.';
   readout.textContent = hint;
-  const probe = {across: 0, down: 0};
+  const probe = {across: 0, down: 0, used: false};
   const read = () => {
     const {across, down, fixed} = view.cut;
+    probe.used = true;
+    probe.across = Math.min(probe.across, across.numbers.length - 1);  // another view may be smaller
+    probe.down = Math.min(probe.down, down.numbers.length - 1);
     const value = (key) => view[key]?.[probe.down][probe.across];
     const named = ({title, numbers, unit = ''}, at) => `${title} ${numbers[at]}${unit}`;
     const place = [named(across, probe.across), named(down, probe.down), ...(grid.kind === '2D' ? [] : [named(fixed, state.at)])];
@@ -99,7 +103,6 @@ function fillVelocity(section, report) {
     () => panels.classList.toggle('stacked', state.arrangement === 'stacked'));
   arrangement.classList.add('wide-only');
   section.append(element('div', {class: 'controls'}, ...controls, arrangement));
-  if (velocity.note && velocity.after) section.append(paragraph(velocity.note, 'note'));
   section.append(readout, panels);
 }
 
@@ -112,7 +115,7 @@ function scaleOf(before, after) {
   const spreads = [];
   const [sectors, inlines, crosslines, times] = after.shape;
   const positions = inlines * crosslines * times;
-  const stride = Math.max(1, Math.floor(positions / 20000));
+  const stride = strideOver(positions, 20000, times);
   const sectorsBefore = before.shape[0];
   for (let i = 0; i < positions; i += stride) {
     const values = Array.from({length: sectors}, (_, sector) => after.at(sector * positions + i));
@@ -123,8 +126,6 @@ function scaleOf(before, after) {
   }
   return {...scale, change: spreadAroundZero(changes), spread: spreadAroundZero(spreads)};
 }
-
-const percentChange = (before, after) => (100 * (after - before)) / before;
 
 /** Largest minus smallest of the values that are there, percent of their mean. */
 function percentSpread(values) {
@@ -168,7 +169,8 @@ function moveByKeys(chart, probe, cut, moved) {
     event.preventDefault();
     const [way, by] = move;
     const last = cut()[way].numbers.length - 1;
-    probe[way] = Math.min(last, Math.max(0, probe[way] + by * (event.shiftKey ? 10 : 1)));
+    const upwards = way === 'down' && cut().layout.yaxis.autorange !== 'reversed';  // times grow downwards, inlines do not
+    probe[way] = Math.min(last, Math.max(0, probe[way] + by * (upwards ? -1 : 1) * (event.shiftKey ? 10 : 1)));
     Plotly.Fx.hover(chart.plot, {xval: cut().across.numbers[probe.across], yval: cut().down.numbers[probe.down]}, 'xy');
     moved();
   });

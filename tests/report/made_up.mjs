@@ -31,8 +31,8 @@ const count = (length, start = 0, step = 1) => Array.from({length}, (_, i) => st
 const trueVelocity = (x, time) => 1550 + 0.75 * time + 60 * Math.sin(x / 12) * Math.exp(-(((time - 1100) / 500) ** 2));
 const error = (x, time) => 1 + 0.045 * Math.sin(x / 7 + time / 300);
 
-/** A gather around a few reflections, moved out with a velocity `scale` times the true one. */
-function gatherOf(place, {label, sector = 0, full = true}) {
+/** A gather around a few reflections, moved out with velocities 5 % wrong and with those `after` times the true ones. */
+function gatherOf(place, {label, sector = 0, after = 1.004}) {
   const roll = dice(place.cdp + 7);
   const offsets = count(32, 80, 75);
   const times = {start: 0, step: 4, count: 501};
@@ -49,12 +49,6 @@ function gatherOf(place, {label, sector = 0, full = true}) {
   };
   const largest = [-1.2, 1.2];
   const clipped = (f) => (i, j) => Math.min(1.2, Math.max(-1.2, f(i, j)));
-  const gather = {
-    ...place, sector, label, offsets, times,
-    before: packed([32, 501], 8, clipped(section(1.05)), largest), after: packed([32, 501], 8, clipped(section(1.004)), largest),
-    flatness: {before: 0.41, after: 0.52},
-  };
-  if (!full) return gather;
   const angleTimes = {start: 0, step: 40, count: 51};
   const angle = (scale) => (i, j) => {
     const time = 40 * j;
@@ -65,10 +59,12 @@ function gatherOf(place, {label, sector = 0, full = true}) {
   const functionTimes = {start: 0, step: 20, count: 101};
   const along = (scale) => count(101, 0, 20).map((time) => scale(time) * trueVelocity(place.cdp, time));
   return {
-    ...gather,
-    angles: {before: packed([32, 51], 8, angle(1.05), [0, 90]), after: packed([32, 51], 8, angle(1.004), [0, 90])},
-    angleTimes, angleLimits: [5, 35],
-    functions: {times: functionTimes, before: along((time) => error(place.cdp, time)), after: along(() => 1.004)},
+    ...place, sector, label, offsets, times,
+    before: packed([32, 501], 8, clipped(section(1.05)), largest), after: packed([32, 501], 8, clipped(section(after)), largest),
+    flatness: {before: 0.41, after: after === 1.05 ? 0.41 : 0.52},
+    angles: {before: packed([32, 51], 8, angle(1.05), [0, 90]), after: packed([32, 51], 8, angle(after), [0, 90])},
+    angleTimes, angleLimits: [0, 36.999996185302734],
+    functions: {times: functionTimes, before: along((time) => error(place.cdp, time)), after: along(() => after)},
     semblance: {
       times: functionTimes, velocities,
       values: packed([60, 101], 8, (i, j) => {
@@ -85,7 +81,7 @@ const head = {
     {heading: 'Run', rows: [['Job', '/surveys/a rather long folder name/north-block/lines/north-7.toml'], ['Gathers', 'north-7.sgy'],
       ['Traces', '48,212'], ['Time', '12.4 s', '2 threads']]},
     {heading: 'Parameters', rows: [['NUMITER', '4', 'analysis passes'], ['VELFILT', '100', 'half-length of the velocity smoothing, ms'],
-      ['CORRWIN', '200', 'window of the A-B correlation, ms'], ['FOLD', '4', 'least traces </script> & neighbours']]},
+      ['STATIC', '0 flag', '1: apply the statics'], ['FOLD', '4', 'least traces </script> & neighbours']]},
   ],
 };
 
@@ -93,6 +89,11 @@ const passesOf = (traces, revised) => count(4, 1).map((pass) => ({
   pass, seconds: 3.2 + 0.1 * pass, traces, revised, mean: 0.9 / pass ** 2, rms: 3.1 / pass ** 1.4, limited: 0.12 / pass}));
 
 const reasons = ['revised', 'no ensemble in the input', 'fewer traces than FOLD', 'fewer neighbours than FOLD'];
+
+function crossplotOf(roll) {
+  const a = count(1500).map(() => (roll() + roll() + roll() - 1.5) * 0.6);
+  return {a, b: a.map((x) => -0.6 * x + 0.25 * (roll() - 0.5)), trend: {slope: -0.6, offset: 0.002}};
+}
 
 /** A line of CDPs, some without data. */
 export function line({cdps = 240, samples = 126} = {}) {
@@ -104,7 +105,6 @@ export function line({cdps = 240, samples = 126} = {}) {
   const shape = [1, 1, cdps, samples];
   const attribute = (scale) => packed([cdps, samples], 8, (x, j) =>
     (dead(x) ? NaN : scale * Math.sin(j / 3 + 2 * Math.sin(x / 20)) * (0.6 + 0.4 * roll())));
-  const a = count(1500).map(() => (roll() + roll() + roll() - 1.5) * 0.6);
   return {
     ...head,
     warnings: ['9 CDPs of the line have no ensemble in the input.', 'Velocities of 12 % of the samples of pass 1 stopped at a limit.'],
@@ -119,14 +119,14 @@ export function line({cdps = 240, samples = 126} = {}) {
     attributes: {
       lines: [{inline: 0, sector: 0, crosslines, times: {start: 0, step, count: samples}, intercept: attribute(0.8), gradient: attribute(-0.5),
         ratio: packed([cdps, samples], 8, (x, j) => 1 + 0.006 * Math.sin(x / 9 + j / 11))}],
-      crossplot: {a, b: a.map((x) => -0.6 * x + 0.25 * (roll() - 0.5)), trend: {slope: -0.6, offset: 0.002}},
+      crossplot: crossplotOf(roll),
     },
     convergence: {
       passes: passesOf(48212, cdps - 9),
       revision: packed([4, 1, 1, cdps], 8, (pass, _, __, x) => (dead(x) ? NaN : (3 + Math.sin(x / 9)) / (pass + 1) ** 1.4)),
       limited: packed([4, 1, 1, cdps], 8, (pass, _, __, x) => (dead(x) ? NaN : Math.max(0, 12 * Math.sin(x / 20)) / (pass + 1)), [0, 100]),
       reason: packed([1, 1, cdps], 8, (_, __, x) => (dead(x) ? 1 : x < 4 ? 3 : x % 61 === 7 ? 2 : 0), [0, 3]), reasons,
-      flatness: count(60, 0, 4).filter((x) => !dead(x)).map((x) => {
+      flatness: count(Math.ceil(cdps / 4), 0, 4).filter((x) => !dead(x)).map((x) => {
         const before = 0.3 + 0.2 * roll();
         return {cdp: crosslines[x], inline: 0, crossline: crosslines[x], before, after: before + 0.16 * roll() - 0.02};
       }),
@@ -157,6 +157,7 @@ export function grid({inlines = 12, crosslines = 40, samples = 51, bits = 8} = {
     attributes: {
       lines: [0, 3].map((sector) => ({inline: 2006, sector, crosslines: numbers.crosslines, times: {start: 0, step, count: samples},
         intercept: attribute((x, j) => Math.sin(j / 3 + x / 15 + sector)), gradient: attribute((x, j) => -0.5 * Math.sin(j / 3 + x / 12)), ratio: null})),
+      crossplot: crossplotOf(roll),
     },
     convergence: {
       passes: passesOf(812000, 6 * inlines * crosslines - 31),
@@ -171,12 +172,35 @@ export function grid({inlines = 12, crosslines = 40, samples = 51, bits = 8} = {
   };
 }
 
-/** A line of which nothing was written but the velocities before, and one gather without extras. */
+/** A line whose job has not run: gathers and flatness are those of the velocities before. */
 export function bare() {
-  const {velocity, ...rest} = line({cdps: 40, samples: 51});
+  const {velocity: {times, before}, convergence: {flatness}, ...rest} = line({cdps: 40, samples: 51});
   return {
-    ...rest, warnings: [], attributes: {note: 'The job writes neither intercept nor gradient.'}, convergence: null,
-    velocity: {...velocity, after: null, note: 'NUMITER is 0: nothing was revised.'},
-    gathers: [gatherOf({cdp: 1010, inline: 0, crossline: 1010}, {label: 'first', full: false})],
+    ...rest, warnings: [], attributes: {note: 'There is no file of attribute traces.'},
+    velocity: {times, before, note: 'There is no refined table yet: run the job first.'},
+    gathers: [gatherOf({cdp: 1010, inline: 0, crossline: 1010}, {label: 'along the survey', after: 1.05})],
+    convergence: {note: 'The database holds no completed run.', flatness: flatness.map((at) => ({...at, after: at.before}))},
+  };
+}
+
+/** A line of one CDP that gained next to nothing, and of which only the ratio was written. */
+export function single() {
+  const {attributes: {lines}, convergence, ...rest} = line({cdps: 1});
+  return {
+    ...rest,
+    attributes: {lines: [{...lines[0], intercept: null, gradient: null}], crossplot: {a: [], b: [], trend: {slope: 0, offset: 0}}},
+    convergence: {...convergence, flatness: [{cdp: 1001, inline: 0, crossline: 1001, before: 0.5, after: 0.504}]},
+  };
+}
+
+/** A line of many times as many CDPs as times, where nothing differs from the first time but all later ones. */
+export function long() {
+  const {velocity, attributes, ...rest} = line({cdps: 20000, samples: 20});
+  const step = (first, later) => (...index) => (index.at(-1) ? later : first);
+  const intercept = packed([20000, 20], 8, step(0.01, 1));
+  return {
+    ...rest,
+    velocity: {...velocity, before: packed([1, 1, 20000, 20], 16, () => 2000), after: packed([1, 1, 20000, 20], 16, step(2000, 2100))},
+    attributes: {...attributes, lines: [{...attributes.lines[0], intercept}]},
   };
 }

@@ -6,7 +6,7 @@ import {createRequire} from 'node:module';
 import {join, resolve} from 'node:path';
 import {after, before, test} from 'node:test';
 import {pathToFileURL} from 'node:url';
-import {bare, grid, line} from './made_up.mjs';
+import {bare, grid, line, long, single} from './made_up.mjs';
 
 const [page, modules, chromiumPath, folder] = process.argv.slice(2).map((path) => resolve(path));
 const {chromium} = createRequire(join(modules, 'here.js'))('playwright-core');
@@ -29,8 +29,9 @@ function written(name, data) {
 }
 
 /** Opens an address; whatever the page complains of or asks the network for fails the test at `check`. */
-async function open(address, width = 1280, colorScheme = 'light') {
+async function open(address, width = 1280, colorScheme = 'light', first = () => {}) {
   const context = await browser.newContext({viewport: {width, height: 900}, colorScheme});
+  await context.addInitScript(first);
   const tab = await context.newPage();
   const faults = [];
   tab.on('console', (message) => ['error', 'warning'].includes(message.type()) && faults.push(message.text()));
@@ -65,7 +66,7 @@ async function changes(tab, titles, action) {
   }
 }
 
-for (const [name, made] of Object.entries({line, grid, bare})) {
+for (const [name, made] of Object.entries({line, grid, bare, single})) {
   const {address} = written(name, made());
   for (const [width, scheme] of [[1280, 'light'], [400, 'dark']]) {
     test(`the ${name} report fits ${width} pixels, ${scheme}, prints, and neither complains nor asks the network`, async () => {
@@ -83,11 +84,58 @@ for (const [name, made] of Object.entries({line, grid, bare})) {
 test('what is missing is said in words', async () => {
   const {tab, check} = await open(written('bare', bare()).address);
   await drawn(tab);
-  await figure(tab, 'After').getByText('NUMITER is 0: nothing was revised.').waitFor();
-  await tab.locator('#attributes').getByText('The job writes neither intercept nor gradient.').waitFor();
-  await figure(tab, 'Semblance').getByText('The semblance of this gather was not computed.').waitFor();
-  await tab.getByLabel('Along the top', {exact: true}).selectOption('angle');
-  await tab.getByText('The angles of this gather were not recorded').first().waitFor();
+  for (const title of ['After', 'Moved out, velocity after']) await figure(tab, title).getByText('run the job first').waitFor();
+  await tab.locator('#attributes').getByText('There is no file of attribute traces.').waitFor();
+  await tab.locator('#convergence').getByText('The database holds no completed run.').waitFor();
+  const text = await tab.locator('main').textContent();
+  assert.doesNotMatch(text, /\d after|as flat as before|Flatter than before|Flatness after against before/, 'what has not run gained nothing');
+  await check();
+
+  const lean = await open(written('single', single()).address);
+  await drawn(lean.tab);
+  await figure(lean.tab, 'Intercept A').getByText('The intercept was not written.').waitFor();
+  await figure(lean.tab, 'Gradient B').getByText('The gradient was not written.').waitFor();
+  await figure(lean.tab, 'Crossplot of A and B').getByText('There are no samples').waitFor();
+  await lean.check();
+});
+
+test('CDPs that stand alone show in every chart along the line, and others as lines alone', async () => {
+  const titles = ['RMS revision of the pass, %', 'Samples at a limit in the pass, %', 'Flatness along the line'];
+  for (const [made, counts] of [[single, [4, 4, 2]], [line, [0, 0, 0]]]) {
+    const {tab, check} = await open(written(made.name, made()).address);
+    await drawn(tab);
+    const dots = (title) => figure(tab, title).locator('.scatterlayer .point').count();
+    assert.deepEqual(await Promise.all(titles.map(dots)), counts);
+    await check();
+  }
+});
+
+test('the colour scales take in every time', async () => {
+  const {tab, check} = await open(written('long', long()).address);
+  await drawn(tab);
+  const end = (title) => figure(tab, title).locator('.plot').evaluate(({data: [{zmax}]}) => zmax);
+  assert.deepEqual(await Promise.all(['Change', 'Intercept A'].map(end)), [5, 1]);
+  await check();
+});
+
+test('words and scales say what is there', async () => {
+  const {tab, check} = await open(written('line', line()).address);
+  await drawn(tab);
+  await tab.getByText('Dotted lines mark the angle limit, 37°.').waitFor();  // none is drawn at 0°
+  assert.equal(await tab.getByRole('row', {name: 'STATIC'}).getByRole('cell').first().textContent(), '0');
+  const [weakest, greatest, end] = await figure(tab, 'Semblance').locator('.plot').evaluate(({data: [{z, zmin, zmax}]}) =>
+    [zmin, Math.max(...z.flatMap((row) => [...row])), zmax]);
+  assert.deepEqual([weakest, end], [0, greatest]);
+  await check();
+
+  const small = await open(written('single', single()).address);
+  await small.tab.getByText('0 % of 1 gathers measured').waitFor();  // a gain of less than 1 % is none
+  await small.check();
+});
+
+test('charts out of view are drawn where the browser does not tell that it is idle', async () => {
+  const {tab, check} = await open(written('line', line()).address, 1280, 'light', () => { delete window.requestIdleCallback; });
+  await drawn(tab);
   await check();
 });
 
@@ -157,6 +205,31 @@ test('values are read with the pointer and with the keys', async () => {
   const pointed = await readout.textContent();
   await figure(tab, 'Before').locator('.plot').press('ArrowRight');
   assert.notEqual(await readout.textContent(), pointed);
+  await check();
+});
+
+test('values that are read follow the controls', async () => {
+  const data = grid();
+  data.velocity.times.step = 37.32399845123291;
+  const {tab, check} = await open(written('grid', data).address);
+  await drawn(tab);
+  const velocity = tab.locator('#velocity');
+  const readout = velocity.locator('.readout');
+  await figure(tab, 'Before').locator('.plot').press('ArrowDown');
+  await readout.getByText(/^Crossline 500, Time 37.324 ms, Inline 2006: /).waitFor();
+  await velocity.getByLabel('Inline', {exact: true}).press('ArrowRight');
+  await readout.getByText(/^Crossline 500, Time 37.324 ms, Inline 2007: /).waitFor();
+  const firstSector = await readout.textContent();
+  await changes(tab, ['After'], () => velocity.getByLabel('Azimuth sector', {exact: true}).selectOption('3'));
+  assert.notEqual(await readout.textContent(), firstSector);
+
+  for (let i = 0; i < 5; ++i) await figure(tab, 'Before').locator('.plot').press('Shift+ArrowDown');
+  await velocity.getByLabel('View', {exact: true}).selectOption('time');
+  await readout.getByText(/^Crossline 500, Inline 2011, Time [\d.]+ ms: before [\d,]+ m\/s/).waitFor();  // the last inline
+  await figure(tab, 'Before').locator('.plot').press('ArrowDown');
+  await readout.getByText('Inline 2010').waitFor();
+  await figure(tab, 'Before').locator('.plot').press('ArrowUp');
+  await readout.getByText('Inline 2011').waitFor();  // inlines grow upwards
   await check();
 });
 
