@@ -121,14 +121,15 @@ nlohmann::json symmetric(const std::vector<float>& values, int positions, int ti
   return packed(values, {positions, times}, -range, range, Depth::bits8);
 }
 
-/// Inlines that are shown: the middle one, and with one sector others at even distances.
-std::vector<int> shownInlines(const korvane::Parameters& p) {
-  const int count = p.nazim > 1 ? 1 : std::min(mostInlines, p.itlines);
-  std::vector<int> lines;
+/// Inlines that are shown, as indices of the grid: the middle one, and with one sector others at even distances.
+std::vector<int> shownInlines(const Survey& survey) {
+  const Lines& inlines = survey.grid().inlines;
+  const int count = survey.parameters().nazim > 1 ? 1 : std::min(mostInlines, inlines.count);
+  std::vector<int> shown;
   for (int k = 0; k < count; ++k) {
-    lines.push_back(p.minilin + static_cast<int>((2 * k + 1) * std::int64_t{p.itlines} / (2 * count)));
+    shown.push_back(inlines.at(static_cast<int>((2 * k + 1) * std::int64_t{inlines.count} / (2 * count))));
   }
-  return lines;
+  return shown;
 }
 
 }  // namespace
@@ -145,31 +146,28 @@ nlohmann::json attributes(const Survey& survey) {
   Silence silence;
   OutputTraces traces(survey, silence);
   const int timeStep = thinning(traces.samples(), mostTimes), times = (traces.samples() - 1) / timeStep + 1;
-  const int step = thinning(p.xtlines, mostPositions), positions = (p.xtlines - 1) / step + 1;
+  const Lines all = survey.grid().crosslines, crosslines = all.every(thinning(all.count, mostPositions));
   std::map<std::pair<int, int>, Line> lines;  // by inline and sector
-  const std::vector<int> shown = shownInlines(p);
-  const auto lineOf = [&](const Place& place, int sector) -> Line* {
-    const int iline = p.is3D != 0 ? place.iline : p.minilin;
-    const int crossline = p.is3D != 0 ? place.xline : place.cdp;
-    if (std::find(shown.begin(), shown.end(), iline) == shown.end() || (crossline - p.minxlin) % step != 0)
-      return nullptr;
+  const std::vector<int> shown = shownInlines(survey);
+  const auto lineOf = [&](int iline, int sector) -> Line& {
     Line& line = lines[{iline, sector}];
     if (line.crosslines.empty()) {
-      line.iline = iline;
+      line.iline = p.minilin + iline;
       line.sector = sector;
-      for (int k = 0; k < positions; ++k) line.crosslines.push_back(p.minxlin + k * step);
+      for (int k = 0; k < crosslines.count; ++k) line.crosslines.push_back(p.minxlin + crosslines.at(k));
       for (auto* values : {&line.intercept, &line.gradient, &line.ratio}) {
-        values->assign(static_cast<std::size_t>(positions) * static_cast<std::size_t>(times), noValue);
+        values->assign(static_cast<std::size_t>(crosslines.count) * static_cast<std::size_t>(times), noValue);
       }
     }
-    return &line;
+    return line;
   };
   traces.forEach([&](int type, const Place& place, int sector, const std::vector<float>& trace) {
-    Line* line = lineOf(place, sector);
-    if (line == nullptr) return;
-    const int crossline = p.is3D != 0 ? place.xline : place.cdp;
-    auto& values = type == interceptCode ? line->intercept : type == gradientCode ? line->gradient : line->ratio;
-    float* row = &values[static_cast<std::size_t>((crossline - p.minxlin) / step) * static_cast<std::size_t>(times)];
+    const int iline = place.slot / p.xtlines;
+    const std::optional<int> position = crosslines.indexOf(place.slot % p.xtlines);
+    if (!position || std::find(shown.begin(), shown.end(), iline) == shown.end()) return;
+    Line& line = lineOf(iline, sector);
+    auto& values = type == interceptCode ? line.intercept : type == gradientCode ? line.gradient : line.ratio;
+    float* row = &values[static_cast<std::size_t>(*position) * static_cast<std::size_t>(times)];
     for (int t = 0; t < times; ++t) row[t] = trace[static_cast<std::size_t>(t * timeStep)];
   });
 
@@ -182,14 +180,14 @@ nlohmann::json attributes(const Survey& survey) {
         crossplot.add(line.intercept[k], line.gradient[k]);
     }
     for (float& value : line.ratio) value = value == 0.0f ? noValue : value;  // nothing was revised there
-    list.push_back(
-        {{"inline", line.iline},
-         {"sector", line.sector},
-         {"crosslines", line.crosslines},
-         {"times", Sampling{.step = static_cast<double>(p.dt) * timeStep, .count = times}.json()},
-         {"intercept", symmetric(line.intercept, positions, times)},
-         {"gradient", symmetric(line.gradient, positions, times)},
-         {"ratio", holdsValues(line.ratio) ? packed(line.ratio, {positions, times}, Depth::bits8) : nlohmann::json()}});
+    list.push_back({{"inline", line.iline},
+                    {"sector", line.sector},
+                    {"crosslines", line.crosslines},
+                    {"times", Sampling{.step = static_cast<double>(p.dt) * timeStep, .count = times}.json()},
+                    {"intercept", symmetric(line.intercept, crosslines.count, times)},
+                    {"gradient", symmetric(line.gradient, crosslines.count, times)},
+                    {"ratio", holdsValues(line.ratio) ? packed(line.ratio, {crosslines.count, times}, Depth::bits8)
+                                                      : nlohmann::json()}});
   }
   if (list.empty()) return {{"note", "The output holds no intercept, gradient or ratio traces (see OUTPUT)."}};
   return {{"lines", list}, {"crossplot", crossplot.json()}};

@@ -94,7 +94,7 @@ json parameterRows(const Survey& survey) {
         break;
     }
     const std::string unit = key.unit;
-    rows.push_back(row(key.name, unit.empty() || unit == "-" ? value : value + " " + unit, key.about));
+    rows.push_back(row(key.name, unit.empty() || unit == "flag" ? value : value + " " + unit, key.about));
   }
   return rows;
 }

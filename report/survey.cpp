@@ -52,18 +52,13 @@ Lines linesOf(const std::vector<Place>& places, int total, LineOf lineOf) {
   return lines;
 }
 
-/// Every so many of the lines.
-Lines every(int step, const Lines& lines) {
-  return {.first = lines.first, .step = step * lines.step, .count = (lines.count - 1) / step + 1};
-}
-
 /// @param cells  positions at most
 ShownGrid shownGrid(const korvane::Parameters& p, const std::vector<Place>& places, std::int64_t cells) {
   const Lines inlines = linesOf(places, p.itlines, [&](const Place& place) { return place.slot / p.xtlines; });
   const Lines crosslines = linesOf(places, p.xtlines, [&](const Place& place) { return place.slot % p.xtlines; });
   int inlineStep = 1, crosslineStep = 1;
   for (;;) {
-    const ShownGrid grid{every(inlineStep, inlines), every(crosslineStep, crosslines)};
+    const ShownGrid grid{inlines.every(inlineStep), crosslines.every(crosslineStep)};
     if (std::int64_t{grid.inlines.count} * grid.crosslines.count <= cells) return grid;
     ++(grid.inlines.count > grid.crosslines.count ? inlineStep : crosslineStep);
   }

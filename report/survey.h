@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -32,6 +33,13 @@ struct Place {
 struct Lines {
   int first = 0, step = 1, count = 0;
   int at(int k) const { return first + k * step; }
+  /// Every n-th of them.
+  Lines every(int n) const { return {.first = first, .step = n * step, .count = (count - 1) / n + 1}; }
+  /// Whether it is one of them, and then which.
+  std::optional<int> indexOf(int line) const {
+    if (line < first || (line - first) % step != 0) return std::nullopt;
+    return (line - first) / step;
+  }
 };
 
 struct ShownGrid {

@@ -9,14 +9,11 @@ function fillSummary(section, report) {
       element('h3', {}, report.warnings.length === 1 ? 'One warning' : `${report.warnings.length} warnings`),
       element('ul', {}, ...report.warnings.map((text) => element('li', {}, text)))));
   }
-  const tables = report.summary.map(({heading, rows}) => table(heading, rows.map((row) => row.map(withoutFlag))));
+  const tables = report.summary.map(({heading, rows}) => table(heading, rows));
   if (convergence.passes?.length) tables.push(passTable(convergence.passes));
   section.append(element('div', {class: 'tables'}, ...tables));
   section.append(paragraph(`Velocities in ${units.velocity}, offsets in ${units.length}, times in ms.`, 'hint'));
 }
-
-/** The value of a switch without "flag", which is no unit. */
-const withoutFlag = (cell) => cell.replace(/^(-?\d+) flag$/, '$1');
 
 /** Tiles of a name, a figure and what it says. */
 function keyFigures({velocity, convergence: {passes, flatness}}) {

@@ -159,6 +159,21 @@ TEST_F(ReportData, OfALineOfEverySecondCdpCountsAndShowsThoseThatAreThere) {
     EXPECT_EQ(pass.at("traces"), 320) << "the ensemble that opens the next pass is of that one";
   }
   for (const double value : unpacked(all.at("convergence").at("revision"))) EXPECT_GT(value, 0.0);
+  const json& section = all.at("attributes").at("lines").at(0);
+  EXPECT_EQ(section.at("crosslines"), all.at("grid").at("crosslines"));
+  EXPECT_EQ(section.at("intercept").at("shape").at(0), 40);
+}
+
+TEST_F(ReportData, TellsNarrowSectorsApartAndAttributesThatWereNotWritten) {
+  makeSurvey(line());
+  replaceInJob("OUTPUT = \"1,2,3,4\"", "OUTPUT = \"4\"");
+  replaceInJob("AZIMTH = 0", "AZIMTH = 1\nNAZIM = 360\nVAZNAMO = \"refined\"");
+  EXPECT_EQ(call({"run", job()}).status, 0);
+  const json all = data();
+  EXPECT_EQ(all.at("sectors").at(1), "0.5 to 1");
+  const json& section = all.at("attributes").at("lines").at(0);
+  EXPECT_TRUE(section.at("intercept").is_null() && section.at("gradient").is_null());
+  EXPECT_FALSE(section.at("ratio").is_null());
 }
 
 TEST_F(ReportData, OfARunWithoutResultsSaysSo) {
