@@ -24,7 +24,7 @@ void printPasses(const RunSummary& summary) {
 
 void printNext(const JobArguments& arguments, const host::local::JobFile& job, const RunSummary& summary) {
   std::printf("%-11s %s\n", "Next", arguments.command("report").c_str());
-  if (summary.table.empty()) return;
+  if (summary.functions == 0) return;
   const std::string database = shellWord(job.database.string()), table = shellWord(summary.table);
   const std::string start = job.parameters.text("VELNAME");
   if (summary.tableType == "VEL" && summary.table != start) {

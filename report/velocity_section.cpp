@@ -26,11 +26,13 @@ nlohmann::json velocitySection(const Survey& survey) {
   nlohmann::json section = {
       {"times", times.json()},
       {"before", packed(before, {1, grid.inlines.count, grid.crosslines.count, count}, Depth::bits16)}};
-  if (survey.results() != nullptr) {
+  const host::Table* results = survey.results();
+  if (results != nullptr && !results->functions().empty()) {
     section["after"] = packed(after, {p.nazim, grid.inlines.count, grid.crosslines.count, count}, Depth::bits16);
   } else {
-    section["note"] = p.outvel == 0 ? "The job writes no velocity table (PRESTACK or OUTVEL)."
-                                    : "There is no refined table yet: run the job first.";
+    section["note"] = p.outvel == 0        ? "The job writes no velocity table (PRESTACK or OUTVEL)."
+                      : results == nullptr ? "There is no refined table yet: run the job first."
+                                           : "The refined table holds no function: no CDP had results.";
   }
   return section;
 }

@@ -81,7 +81,7 @@ const head = {
     {heading: 'Run', rows: [['Job', '/surveys/a rather long folder name/north-block/lines/north-7.toml'], ['Gathers', 'north-7.sgy'],
       ['Traces', '48,212'], ['Time', '12.4 s', '2 threads']]},
     {heading: 'Parameters', rows: [['NUMITER', '4', 'analysis passes'], ['VELFILT', '100', 'half-length of the velocity smoothing, ms'],
-      ['STATIC', '0 flag', '1: apply the statics'], ['FOLD', '4', 'least traces </script> & neighbours']]},
+      ['STATIC', '0', '1: apply the statics'], ['FOLD', '4', 'least traces </script> & neighbours']]},
   ],
 };
 

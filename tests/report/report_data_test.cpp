@@ -180,7 +180,10 @@ TEST_F(ReportData, OfARunWithoutResultsSaysSo) {
   makeSurvey(line());
   replaceInJob("NUMITER = 2", "NUMITER = 0");
   EXPECT_EQ(call({"run", job()}).status, 0);
-  expectParts(data().at("attributes").at("note"), {"holds no traces"});
+  const json all = data();
+  expectParts(all.at("attributes").at("note"), {"holds no traces"});
+  expectParts(all.at("velocity").at("note"), {"holds no function"});
+  EXPECT_FALSE(all.at("velocity").contains("after"));
 }
 
 TEST_F(ReportData, PageIsWrittenWholeOrNotAtAll) {
