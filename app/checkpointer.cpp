@@ -108,13 +108,13 @@ Checkpointer::Blocks Checkpointer::copied(const Blocks& blocks) {
 }
 
 void Checkpointer::complete(const Blocks& blocks, const CheckpointState& state) {
-  passAhead_ = static_cast<int>(state.pass);
   writing_ = std::async(std::launch::async, [this, blocks, state, attributes = std::move(writing_)]() mutable {
     if (attributes.valid()) attributes.get();
     for (const CheckpointBlock& block : blocks) writer_->add(block);
     if (writer_->commit(identity_, state))
       log_.write("checkpoint", {{"next_pass", state.pass}, {"file", file_.string()}});
   });
+  passAhead_ = static_cast<int>(state.pass);
 }
 
 void Checkpointer::finishWriting() {

@@ -1,17 +1,18 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "korvane/run_state.h"
 
 namespace app {
 
-/// Every so many inlines and crosslines of the CDP grid, from the first ones.
+/// Blocks of inlines x crosslines of the CDP grid, from the first ones.
 struct GridSample {
-  int inlineStep = 1, crosslineStep = 1;
-  int inlines = 0, crosslines = 0;  ///< of the sample
+  int inlineStep = 1, crosslineStep = 1;  ///< of a block
+  int inlines = 0, crosslines = 0;        ///< blocks
 
-  /// As dense as `cells` positions allow.
+  /// As many as `cells` allow.
   GridSample(const korvane::Parameters& p, std::int64_t cells) {
     const auto count = [](int lines, int step) { return (lines - 1) / step + 1; };
     for (;;) {
@@ -22,9 +23,19 @@ struct GridSample {
     }
   }
 
-  /// Slot of a position of the sample in the CDP grid.
-  int slot(const korvane::Parameters& p, int inlineIndex, int crosslineIndex) const {
-    return inlineIndex * inlineStep * p.xtlines + crosslineIndex * crosslineStep;
+  /// Every position of the grid is looked at.
+  bool whole() const { return inlineStep == 1 && crosslineStep == 1; }
+
+  /// Slot in the CDP grid that stands for a block: the first one that is taken, or the first of all.
+  template <class IsTaken>
+  int slot(const korvane::Parameters& p, int i, int k, IsTaken isTaken) const {
+    const int firstInline = i * inlineStep, firstCrossline = k * crosslineStep;
+    for (int iline = firstInline; iline < std::min(firstInline + inlineStep, p.itlines); ++iline) {
+      for (int xline = firstCrossline; xline < std::min(firstCrossline + crosslineStep, p.xtlines); ++xline) {
+        if (isTaken(iline * p.xtlines + xline)) return iline * p.xtlines + xline;
+      }
+    }
+    return firstInline * p.xtlines + firstCrossline;
   }
 };
 

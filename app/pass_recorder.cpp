@@ -68,17 +68,13 @@ std::string doubtsAbout(const PassRecord& pass) {
 
 }  // namespace
 
-void PassRecorder::begins(const korvane::RunState& /*run*/) {
-  begin_ = std::chrono::steady_clock::now();
-  tracesBefore_ = job_.place().delivered;
-}
+void PassRecorder::begins(const korvane::RunState& /*run*/) { begin_ = std::chrono::steady_clock::now(); }
 
 void PassRecorder::revised(const korvane::RunState& run) {
   const korvane::Parameters& p = run.parameters;
   const GridSample grid(p, std::max<std::int64_t>(mostPositions / p.nazim, 1));
-  const std::int64_t delivered = job_.place().delivered;
   PassRecord record{.pass = run.numiter - 1,
-                    .traces = delivered - tracesBefore_,
+                    .traces = job_.data().traces(),
                     .inlineStep = grid.inlineStep,
                     .crosslineStep = grid.crosslineStep,
                     .revision = {},
@@ -87,9 +83,12 @@ void PassRecorder::revised(const korvane::RunState& run) {
   for (int s = 0; s < p.nazim; ++s) {
     for (int i = 0; i < grid.inlines; ++i) {
       for (int k = 0; k < grid.crosslines; ++k) {
-        const std::int64_t slot = korvane::rowStart(p, s, grid.slot(p, i, k), 1);
+        // positions without data are revised, too, where their neighbours suffice
+        const auto isStored = [&](int place) { return run.stores.istore[korvane::rowStart(p, s, place, 1)] == 1; };
+        const int place = grid.slot(p, i, k, isStored);
+        const bool stored = isStored(place);
+        const std::int64_t slot = korvane::rowStart(p, s, place, 1);
         const std::span ratio(run.stores.vastore + slot * p.nt, static_cast<std::size_t>(p.idiff));
-        const bool stored = run.stores.istore[slot] == 1;  // others are revised, too, where their neighbours suffice
         const Sums sums = stored ? sumsOf(ratio) : Sums{};
         all += sums;
         record.revised += sums.samples > 0;
@@ -108,7 +107,7 @@ void PassRecorder::revised(const korvane::RunState& run) {
   const auto now = std::chrono::steady_clock::now();
   record.seconds = std::chrono::duration<double>(now - begin_).count();
   job_.recordPass(record);
-  const std::string doubts = doubtsAbout(record);
+  const std::string doubts = grid.whole() ? doubtsAbout(record) : std::string();
   if (!doubts.empty() && !std::exchange(warned_, true)) {
     job_.job().messages.warn("pass " + std::to_string(record.pass) + ": " + doubts);
   }
@@ -121,7 +120,6 @@ void PassRecorder::revised(const korvane::RunState& run) {
                       {"rms_revision_percent", record.rms},
                       {"samples_at_a_limit_percent", 100.0 * record.limited}});
   begin_ = now;
-  tracesBefore_ = delivered;
 }
 
 }  // namespace app

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 
 #include "app/run_log.h"
 #include "host/local/local_job.h"
@@ -22,7 +21,6 @@ class PassRecorder : public korvane::PassObserver {
   host::local::LocalJob& job_;
   RunLog& log_;
   std::chrono::steady_clock::time_point begin_;
-  std::int64_t tracesBefore_ = 0;
   bool warned_ = false;
 };
 

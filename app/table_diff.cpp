@@ -53,10 +53,17 @@ double Difference::rms() const { return std::sqrt(squares / static_cast<double>(
 
 TableDifference differenceOf(const Table& table, const Table& reference, const DiffRange& range) {
   const TableRanges has = rangesOf(table, false), wants = rangesOf(reference, false);
-  const float firstOfBoth = std::max(has.firstY, wants.firstY);
-  const bool tooEarly = static_cast<float>(range.from) < firstOfBoth;
-  const double from = tooEarly ? firstOfBoth : range.from;
-  const std::size_t n = samplesOf(from, range.to.value_or(std::min(has.lastY, wants.lastY)), range.step);
+  const float firstOfBoth = std::max(has.firstY, wants.firstY), lastOfBoth = std::min(has.lastY, wants.lastY);
+  const double askedTo = range.to.value_or(std::max(static_cast<double>(lastOfBoth), range.from));
+  samplesOf(range.from, askedTo, range.step);  // refuses what makes no range
+  const bool tooEarly = static_cast<float>(range.from)<firstOfBoth, tooLate = static_cast<float>(askedTo)> lastOfBoth;
+  const double from = tooEarly ? firstOfBoth : range.from, to = tooLate ? lastOfBoth : askedTo;
+  if (from > to) {
+    throw RunError("no time from " + shortNumber(range.from) + " to " + shortNumber(askedTo) + " ms lies in both \"" +
+                   table.name() + "\", " + number(has.firstY) + " to " + number(has.lastY) + " ms, and \"" +
+                   reference.name() + "\", " + number(wants.firstY) + " to " + number(wants.lastY) + " ms");
+  }
+  const std::size_t n = samplesOf(from, to, range.step);
   std::vector<float> found(n), wanted(n);
   const auto sample = [&](const Table& each, float cdp, std::vector<float>& out) {
     each.alongX(cdp, static_cast<int>(n), static_cast<float>(from), static_cast<float>(range.step), out.data());
@@ -97,6 +104,7 @@ TableDifference differenceOf(const Table& table, const Table& reference, const D
     result.leftOut.push_back(std::to_string(outside) + (outside == 1 ? " CDP" : " CDPs") + " of \"" + reference.name() +
                              "\" outside " + whereItIs);
   if (tooEarly) result.leftOut.push_back("times before " + number(firstOfBoth) + " ms, the first that both have");
+  if (tooLate) result.leftOut.push_back("times after " + number(lastOfBoth) + " ms, the last that both have");
   return result;
 }
 

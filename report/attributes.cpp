@@ -123,7 +123,7 @@ nlohmann::json symmetric(const std::vector<float>& values, int positions, int ti
 
 /// Inlines that are shown, as indices of the grid: the middle one, and with one sector others at even distances.
 std::vector<int> shownInlines(const Survey& survey) {
-  const Lines& inlines = survey.grid().inlines;
+  const Lines& inlines = survey.dataGrid().inlines;
   const int count = survey.parameters().nazim > 1 ? 1 : std::min(mostInlines, inlines.count);
   std::vector<int> shown;
   for (int k = 0; k < count; ++k) {
@@ -146,7 +146,7 @@ nlohmann::json attributes(const Survey& survey) {
   Silence silence;
   OutputTraces traces(survey, silence);
   const int timeStep = thinning(traces.samples(), mostTimes), times = (traces.samples() - 1) / timeStep + 1;
-  const Lines all = survey.grid().crosslines, crosslines = all.every(thinning(all.count, mostPositions));
+  const Lines all = survey.dataGrid().crosslines, crosslines = all.every(thinning(all.count, mostPositions));
   std::map<std::pair<int, int>, Line> lines;  // by inline and sector
   const std::vector<int> shown = shownInlines(survey);
   const auto lineOf = [&](int iline, int sector) -> Line& {

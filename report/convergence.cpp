@@ -44,7 +44,7 @@ nlohmann::json convergence(const Survey& survey) {
   nlohmann::json result = {{"passes", list}};
   if (passes.empty()) return result;
 
-  const ShownGrid& grid = survey.grid();
+  const LineGrid& grid = survey.grid();
   std::vector<float> revision, limited, reason;
   for (const PassRecord& pass : passes) {
     const int inlines = (p.itlines - 1) / pass.inlineStep + 1, crosslines = (p.xtlines - 1) / pass.crosslineStep + 1;

@@ -18,7 +18,7 @@ std::string now() {
 
 nlohmann::json gridOf(const Survey& survey) {
   const korvane::Parameters& p = survey.parameters();
-  const ShownGrid& grid = survey.grid();
+  const LineGrid& grid = survey.grid();
   std::vector<int> inlines, crosslines;
   for (int i = 0; i < grid.inlines.count; ++i) inlines.push_back(p.minilin + grid.inlines.at(i));
   for (int k = 0; k < grid.crosslines.count; ++k) crosslines.push_back(p.minxlin + grid.crosslines.at(k));

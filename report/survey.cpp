@@ -52,13 +52,16 @@ Lines linesOf(const std::vector<Place>& places, int total, LineOf lineOf) {
   return lines;
 }
 
-/// @param cells  positions at most
-ShownGrid shownGrid(const korvane::Parameters& p, const std::vector<Place>& places, std::int64_t cells) {
-  const Lines inlines = linesOf(places, p.itlines, [&](const Place& place) { return place.slot / p.xtlines; });
-  const Lines crosslines = linesOf(places, p.xtlines, [&](const Place& place) { return place.slot % p.xtlines; });
+LineGrid dataGridOf(const korvane::Parameters& p, const std::vector<Place>& places) {
+  return {.inlines = linesOf(places, p.itlines, [&](const Place& place) { return place.slot / p.xtlines; }),
+          .crosslines = linesOf(places, p.xtlines, [&](const Place& place) { return place.slot % p.xtlines; })};
+}
+
+/// Evenly thinned out. @param cells  positions at most
+LineGrid thinned(const LineGrid& all, std::int64_t cells) {
   int inlineStep = 1, crosslineStep = 1;
   for (;;) {
-    const ShownGrid grid{inlines.every(inlineStep), crosslines.every(crosslineStep)};
+    const LineGrid grid{all.inlines.every(inlineStep), all.crosslines.every(crosslineStep)};
     if (std::int64_t{grid.inlines.count} * grid.crosslines.count <= cells) return grid;
     ++(grid.inlines.count > grid.crosslines.count ? inlineStep : crosslineStep);
   }
@@ -77,8 +80,8 @@ Survey::Survey(const host::local::JobFile& file, host::local::LocalJob& job)
       run_(runOf()),
       times_(shownTimes(run_.parameters)),
       places_(placesOf(run_.parameters, job.data())),
-      grid_(
-          shownGrid(run_.parameters, places_,
+      dataGrid_(dataGridOf(run_.parameters, places_)),
+      grid_(thinned(dataGrid_,
                     std::max<std::int64_t>(mostValues / (std::int64_t{run_.parameters.nazim + 1} * times_.count), 1))) {
   for (std::size_t i = 0; i < places_.size(); ++i) {
     bySlot_.emplace(places_[i].slot, i);

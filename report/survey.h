@@ -42,7 +42,7 @@ struct Lines {
   }
 };
 
-struct ShownGrid {
+struct LineGrid {
   Lines inlines, crosslines;
   /// Slot of a position in the CDP grid.
   int slot(const korvane::Parameters& p, int i, int k) const { return inlines.at(i) * p.xtlines + crosslines.at(k); }
@@ -63,8 +63,10 @@ class Survey {
   const Place* at(int slot) const;
   /// Null for a CDP that the grid does not hold.
   const Place* ofCdp(int cdp) const;
-  /// The positions that the page shows, at the distance that the input's ensembles have or a wider one, and its times.
-  const ShownGrid& grid() const { return grid_; }
+  /// The grid at the distance that the ensembles of the input have.
+  const LineGrid& dataGrid() const { return dataGrid_; }
+  /// The positions of it that the page shows of a whole survey, and its times.
+  const LineGrid& grid() const { return grid_; }
   const Sampling& times() const { return times_; }
   /// Refined velocities; null when the job writes none or has not run.
   const host::Table* results() const { return results_.get(); }
@@ -80,7 +82,7 @@ class Survey {
   const korvane::RunState run_;
   Sampling times_;
   std::vector<Place> places_;
-  ShownGrid grid_;
+  LineGrid dataGrid_, grid_;
   std::unordered_map<int, std::size_t> bySlot_, byCdp_;
   std::unique_ptr<host::Table> results_;
 };

@@ -5,7 +5,7 @@ namespace report {
 
 nlohmann::json velocitySection(const Survey& survey) {
   const korvane::Parameters& p = survey.parameters();
-  const ShownGrid& grid = survey.grid();
+  const LineGrid& grid = survey.grid();
   const Sampling& times = survey.times();
   const int count = times.count, step = thinning(p.nt, count);
   std::vector<float> before, after, function(static_cast<std::size_t>(p.nt));

@@ -395,7 +395,9 @@ void Database::completeRun(std::int64_t id, std::int64_t traces, const Table* ta
     SQLite::Transaction transaction(impl_->sql(), SQLite::TransactionBehavior::IMMEDIATE);
     if (table != nullptr) impl_->replace(*table, type);
     impl_->end(id, traces, "completed");
-    // what is left to the commit takes no more room on the disk
+    // What is left to the commit takes no more room on the disk: every page that it touches is in the journal, the
+    // first one, which counts the changes, by being written here as it is.
+    impl_->sql().exec("PRAGMA user_version = " + std::to_string(schemaVersion));
     const int flushed = sqlite3_db_cacheflush(impl_->sql().getHandle());
     if (flushed != SQLITE_OK) throw SQLite::Exception(sqlite3_errstr(flushed), flushed);
     last();

@@ -116,6 +116,11 @@ TEST_F(CommandLine, DiffLeavesOutAndSaysWhereATableHasNothing) {
                     ends = "left out: 3 CDPs of \"many\" outside CDPs 3 to 7 of \"few\"\n";
   EXPECT_EQ(done({"table", "diff", db, "few", "many", "--from", "-100"}),
             "few against many: mean +8.33 %, RMS 14.43 %\n" + ends + late);
+  const std::string last = "left out: times after 40 ms, the last that both have\n";
+  EXPECT_EQ(done({"table", "diff", db, "few", "many", "--to", "3000"}),
+            "few against many: mean +8.33 %, RMS 14.43 %\n" + ends + late + last);
+  refused({"table", "diff", db, "few", "many", "--from", "-100", "--to", "-50"},
+          "no time from -100 to -50 ms lies in both \"few\", 0 to 200 ms, and \"many\", 40 to 40 ms");
   EXPECT_EQ(done({"table", "diff", db, "few", "many", "--from", "40", "--cdps", "6", "8"}),
             "few against many: mean +0.00 %, RMS 0.00 %\n"
             "left out: 1 CDP of \"many\" outside CDPs 3 to 7 of \"few\"\n");

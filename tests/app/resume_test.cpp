@@ -116,6 +116,10 @@ TEST_F(Resume, CountsEnsemblesBeforeTheOneThatOpensAPassOnce) {
   const std::int64_t resumed = tracesOfLastRun();
   done({"run", job()});
   EXPECT_EQ(resumed, tracesOfLastRun());
+  const host::local::Database records(database(), host::local::Database::Access::read);
+  for (const host::local::PassRecord& pass : records.passes(records.runs().back().id)) {
+    EXPECT_EQ(pass.traces, 112) << "those of the next pass do not count";
+  }
 }
 
 TEST_F(Resume, OfAPrestackRunGoesBackToThePassThatPutsTracesOut) {
