@@ -56,7 +56,8 @@ TableDifference differenceOf(const Table& table, const Table& reference, const D
   const float firstOfBoth = std::max(has.firstY, wants.firstY), lastOfBoth = std::min(has.lastY, wants.lastY);
   const double askedTo = range.to.value_or(std::max(static_cast<double>(lastOfBoth), range.from));
   samplesOf(range.from, askedTo, range.step);  // refuses what makes no range
-  const bool tooEarly = static_cast<float>(range.from)<firstOfBoth, tooLate = static_cast<float>(askedTo)> lastOfBoth;
+  const bool tooEarly = static_cast<float>(range.from) < firstOfBoth;
+  const bool tooLate = static_cast<float>(askedTo) > lastOfBoth;
   const double from = tooEarly ? firstOfBoth : range.from, to = tooLate ? lastOfBoth : askedTo;
   if (from > to) {
     throw RunError("no time from " + shortNumber(range.from) + " to " + shortNumber(askedTo) + " ms lies in both \"" +
